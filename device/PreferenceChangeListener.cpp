@@ -1,0 +1,172 @@
+#include "device/PreferenceChangeListener.h"
+
+#include <pthread.h>
+
+#include <chrono>
+
+namespace
+{
+
+/// Between a request and its save: changes that come in one go are saved in one go.
+constexpr std::chrono::nanoseconds settleTime{500'000};
+
+/// Runs a step that calls the device. A device that throws costs that step and nothing more: no exception may end a
+/// thread of this process.
+template <typename Step>
+void contained(Step step)
+{
+    try
+    {
+        step();
+    }
+    catch (...)
+    {
+    }
+}
+
+}
+
+PreferenceChangeListener::PreferenceChangeListener(SharedPreferenceMutex* preferenceMutex,
+                                                   const COMPtr<ITessarig>& device)
+    : device(device), preferenceMutex(preferenceMutex)
+{
+    thread = std::thread([this] { workerLoop(); });
+}
+
+PreferenceChangeListener::~PreferenceChangeListener()
+{
+    {
+        const std::lock_guard lock(mutex);
+        running = false;
+        wakeup.notify_one();
+    }
+    thread.join();
+}
+
+bool PreferenceChangeListener::isDevice(const COMPtr<ITessarig>& other) const { return device == other; }
+
+void PreferenceChangeListener::unsubscribe()
+{
+    listening.wait();
+    if (!notification)
+        return;
+    for (const uint32_t topic : {Topic::setd, Topic::hwic, Topic::hwiC})
+        static_cast<void>(notification->Unsubscribe(topic, this));
+}
+
+ResultCode PreferenceChangeListener::QueryInterface(InterfaceId iid, void** out)
+{
+    if (iid != IID_ITessarigNotificationCallback)
+        return E_NOINTERFACE;
+    *out = static_cast<ITessarigNotificationCallback*>(this);
+    return S_OK;
+}
+
+int64_t PreferenceChangeListener::AddRef() { return ++refCount; }
+
+int64_t PreferenceChangeListener::Release()
+{
+    const int64_t count = --refCount;
+    if (count == 0)
+        delete this;
+    return count;
+}
+
+ResultCode PreferenceChangeListener::Notify(uint32_t topic, int64_t param1, int64_t param2)
+{
+    const auto value = static_cast<uint32_t>(param1); // the low half is the device's, the rest means nothing to it
+    switch (topic)
+    {
+    case Topic::setd:
+        requestSave();
+        break;
+    case Topic::hwic:
+        hardwareNotificationTaken(hardwareState->HandleHardwareNotification(value));
+        break;
+    case Topic::hwiC:
+        hardwareNotificationTaken(hardwareState->HandleHardwareNotificationEx(value, param2));
+        break;
+    default:
+        break;
+    }
+    return S_OK;
+}
+
+void PreferenceChangeListener::requestSave()
+{
+    const std::lock_guard lock(mutex);
+    dirty = true;
+    wakeup.notify_one();
+}
+
+void PreferenceChangeListener::hardwareNotificationTaken(int32_t result)
+{
+    if (result >= 0)
+        static_cast<void>(configuration->HardwareNotificationHandled());
+}
+
+void PreferenceChangeListener::workerLoop()
+{
+    pthread_setname_np(pthread_self(), "listener");
+    contained([this] { static_cast<void>(startListening()); }); // a device that lacks something is kept, and idle
+    listening.count_down();
+
+    std::unique_lock lock(mutex);
+    while (running)
+    {
+        if (!dirty)
+        {
+            wakeup.wait(lock); // once: a wake-up counts as a request
+            if (!running)
+                break;
+        }
+        dirty = false;
+        lock.unlock();
+        std::this_thread::sleep_for(settleTime);
+        contained([this] { save(); });
+        lock.lock();
+    }
+}
+
+ResultCode PreferenceChangeListener::startListening()
+{
+    const COMPtr<ITessarigHardwareState> deviceState(device, IID_ITessarigHardwareState);
+    if (!deviceState)
+        return E_FAIL;
+    static_cast<void>(deviceState->PrepareDevice());
+    static_cast<void>(subscribe());
+    return S_OK;
+}
+
+bool PreferenceChangeListener::subscribe()
+{
+    static_cast<void>(device->QueryInterface(IID_ITessarigConfiguration, &configuration));
+    if (!configuration)
+        return false;
+    static_cast<void>(configuration->QueryInterface(IID_ITessarigHardwareState, &hardwareState));
+    if (!hardwareState)
+        return false;
+    static_cast<void>(device->QueryInterface(IID_ITessarigNotification, &notification));
+    if (!notification)
+        return false;
+
+    // Settings changes come last: when the first save can be asked for, all else stands.
+    for (const uint32_t topic : {Topic::hwic, Topic::hwiC, Topic::setd})
+        if (notification->Subscribe(topic, this) != S_OK)
+            return false;
+    return true;
+}
+
+void PreferenceChangeListener::save()
+{
+    if (!hardwareState)
+        return; // a chance wake-up on a device that never got into listening
+    {
+        const std::lock_guard lock(*preferenceMutex);
+        static_cast<void>(hardwareState->PersistState());
+    }
+
+    COMPtr<ITessarigTopicBroadcaster> broadcaster;
+    if (device->QueryInterface(IID_ITessarigTopicBroadcaster, &broadcaster) == S_OK && broadcaster)
+        static_cast<void>(broadcaster->Post(Topic::pref, 0, 0));
+}

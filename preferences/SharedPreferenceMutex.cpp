@@ -1,0 +1,110 @@
+#include "preferences/SharedPreferenceMutex.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace
+{
+
+constexpr size_t segmentSize = 40;
+static_assert(sizeof(pthread_mutex_t) == segmentSize, "the segment's format is that of x86-64 Linux");
+
+/// How often a creator takes the name away from others that make it at the same time, before it gives up.
+constexpr int creationRounds = 16;
+
+constexpr mode_t openToAll = 0666;
+
+}
+
+SharedPreferenceMutex::~SharedPreferenceMutex()
+{
+    if (!segment)
+        return;
+    if (owner)
+        pthread_mutex_destroy(segment);
+    munmap(segment, segmentSize);
+    close(fd);
+    if (owner)
+        shm_unlink(name);
+}
+
+bool SharedPreferenceMutex::open(bool create)
+{
+    if (!openDescriptor(create))
+        return false;
+    if (mapSegment(create) && (!create || initialiseMutex()))
+    {
+        owner = create;
+        return true;
+    }
+
+    if (segment)
+        munmap(segment, segmentSize);
+    segment = nullptr;
+    close(fd);
+    if (create)
+        shm_unlink(name);
+    return false;
+}
+
+void SharedPreferenceMutex::lock()
+{
+    if (segment)
+        pthread_mutex_lock(segment);
+}
+
+void SharedPreferenceMutex::unlock()
+{
+    if (segment)
+        pthread_mutex_unlock(segment);
+}
+
+bool SharedPreferenceMutex::openDescriptor(bool create)
+{
+    const int flags = create ? O_RDWR | O_CREAT | O_EXCL : O_RDWR;
+    fd = shm_open(name, flags, openToAll);
+    // An existing name is left over from a run that did not stop cleanly: its mutex may be locked for good.
+    for (int round = 0; fd < 0 && errno == EEXIST && round < creationRounds; ++round)
+    {
+        if (shm_unlink(name) != 0 && errno != ENOENT)
+            return false;
+        fd = shm_open(name, flags, openToAll);
+    }
+    return fd >= 0;
+}
+
+bool SharedPreferenceMutex::mapSegment(bool create)
+{
+    if (create)
+    {
+        if (ftruncate(fd, segmentSize) < 0)
+            return false;
+    }
+    else
+    {
+        // A creator sizes its segment after making the name; touching it before would end this process by SIGBUS.
+        struct stat status = {};
+        if (fstat(fd, &status) != 0 || status.st_size < static_cast<off_t>(segmentSize))
+            return false;
+    }
+    void* mapped = mmap(nullptr, segmentSize, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    if (mapped == MAP_FAILED)
+        return false;
+    segment = static_cast<pthread_mutex_t*>(mapped);
+    return true;
+}
+
+bool SharedPreferenceMutex::initialiseMutex()
+{
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    const int result = pthread_mutex_init(segment, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+    return result == 0;
+}

@@ -1,0 +1,192 @@
+#include "simulator/Commands.h"
+
+#include "simulator/Simulator.h"
+
+#include <charconv>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+
+namespace
+{
+
+using Words = std::vector<std::string>;
+
+/// Becomes the answer "error …".
+struct CommandError : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+template <typename Number>
+Number number(std::string_view text, const char* what)
+{
+    Number value{};
+    const bool hexadecimal = text.starts_with("0x");
+    if (hexadecimal)
+        text.remove_prefix(2);
+    const auto [end, error] = std::from_chars(text.begin(), text.end(), value, hexadecimal ? 16 : 10);
+    if (error != std::errc() || end != text.end())
+        throw CommandError(std::string("not ") + what + ": " + std::string(text));
+    return value;
+}
+
+int64_t cardId(const std::string& text) { return number<int64_t>(text, "a card id"); }
+
+/// The library's own objects go under the id "api", next to the cards.
+std::string recordId(const std::string& text) { return text == "api" ? text : std::to_string(cardId(text)); }
+
+Simulator::Card cardOf(const Simulator& simulator, const std::string& text)
+{
+    Simulator::Card card = simulator.find(cardId(text));
+    if (!card)
+        throw CommandError("no card " + text);
+    return card;
+}
+
+std::chrono::nanoseconds duration(std::string_view text)
+{
+    constexpr std::pair<std::string_view, std::chrono::nanoseconds> units[] = {
+        {"us", std::chrono::microseconds(1)}, {"ms", std::chrono::milliseconds(1)}, {"s", std::chrono::seconds(1)}};
+    for (const auto& [suffix, unit] : units)
+        if (text.ends_with(suffix))
+            return number<uint32_t>(text.substr(0, text.size() - suffix.size()), "a time") * unit;
+    throw CommandError("a time ends in us, ms or s: " + std::string(text));
+}
+
+std::string plug(Simulator& simulator, const Words& words)
+{
+    if (!simulator.plug(cardId(words[1])))
+        throw CommandError("there is a card " + words[1] + " already");
+    return {};
+}
+
+std::string unplug(Simulator& simulator, const Words& words)
+{
+    if (!simulator.unplug(cardId(words[1])))
+        throw CommandError("no card " + words[1]);
+    return {};
+}
+
+std::string change(Simulator& simulator, const Words& words)
+{
+    const size_t equals = words[2].find('=');
+    if (equals == std::string::npos || equals == 0)
+        throw CommandError("a change is NAME=VALUE: " + words[2]);
+    cardOf(simulator, words[1])->change(words[2].substr(0, equals), words[2].substr(equals + 1));
+    return {};
+}
+
+std::string hardware(Simulator& simulator, const Words& words)
+{
+    const Simulator::Card card = cardOf(simulator, words[1]);
+    const auto value = static_cast<int64_t>(number<uint64_t>(words[2], "a value"));
+    if (words.size() == 3)
+        card->raise(Topic::hwic, value, 0);
+    else
+        card->raise(Topic::hwiC, value, static_cast<int64_t>(number<uint64_t>(words[3], "an extra value")));
+    return {};
+}
+
+std::string fail(Simulator& simulator, const Words& words)
+{
+    const auto code = number<uint32_t>(words[3], "a result code");
+    simulator.recordOf(recordId(words[1]))->faults.fail(words[2], code);
+    return {};
+}
+
+std::string slow(Simulator& simulator, const Words& words)
+{
+    const auto time = duration(words[3]);
+    simulator.recordOf(recordId(words[1]))->faults.slow(words[2], time);
+    return {};
+}
+
+std::string absent(Simulator& simulator, const Words& words)
+{
+    simulator.recordOf(recordId(words[1]))->faults.absent(words[2]);
+    return {};
+}
+
+std::string list(Simulator& simulator, const Words&)
+{
+    std::string answer;
+    for (const int64_t id : simulator.list())
+        answer += " " + std::to_string(id);
+    return answer;
+}
+
+std::string calls(Simulator& simulator, const Words& words)
+{
+    std::string answer;
+    const Words ids = words.size() > 1 ? Words{recordId(words[1])} : simulator.recorded();
+    for (const std::string& id : ids)
+        for (const std::string& line : simulator.recordOf(id)->calls.lines())
+            answer += (answer.empty() ? " " : "; ") + (words.size() > 1 ? line : id + ":" + line);
+    return answer;
+}
+
+std::string references(Simulator& simulator, const Words&)
+{
+    std::string answer = " " + std::to_string(simulator.ledger.total());
+    for (const auto& [holder, count] : simulator.ledger.counts())
+        answer += " " + holder + "=" + std::to_string(count);
+    return answer;
+}
+
+struct Command
+{
+    const char* word;
+    size_t fewest; ///< Number of words, with the command itself.
+    size_t most;
+    std::string (*run)(Simulator&, const Words&);
+};
+
+constexpr Command commands[] = {
+    {"plug", 2, 2, plug},       {"unplug", 2, 2, unplug}, {"change", 3, 3, change}, {"hardware", 3, 4, hardware},
+    {"fail", 4, 4, fail},       {"slow", 4, 4, slow},     {"absent", 3, 3, absent}, {"list", 1, 1, list},
+    {"calls", 1, 2, calls},     {"references", 1, 1, references},
+};
+
+/// Only a change's value may hold blanks, so it takes the rest of its line.
+Words split(const std::string& line)
+{
+    std::istringstream input(line);
+    Words words;
+    for (std::string word; input >> word;)
+    {
+        words.push_back(word);
+        if (words.size() == 2 && words[0] == "change")
+        {
+            input >> std::ws;
+            if (std::getline(input, word))
+                words.push_back(word);
+        }
+    }
+    return words;
+}
+
+}
+
+std::string execute(Simulator& simulator, const std::string& line)
+{
+    try
+    {
+        const Words words = split(line);
+        if (words.empty())
+            throw CommandError("no command");
+        for (const Command& command : commands)
+        {
+            if (words[0] != command.word)
+                continue;
+            if (words.size() < command.fewest || words.size() > command.most)
+                throw CommandError("wrong number of words for " + words[0]);
+            return "ok" + command.run(simulator, words);
+        }
+        throw CommandError("unknown command " + words[0]);
+    }
+    catch (const CommandError& error)
+    {
+        return std::string("error ") + error.what();
+    }
+}

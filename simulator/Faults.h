@@ -1,0 +1,41 @@
+#pragma once
+
+#include "deviceapi/Unknown.h"
+
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+
+/// How one simulated object misbehaves. May be told before the object is there. Safe from any thread.
+///
+/// A call is named by its operation, or, to tell its uses apart, by operation and argument: "Subscribe" or
+/// "Subscribe:hwic". The narrower name goes first.
+class Faults
+{
+public:
+    /// The call has no effect and answers with the code; 0 ends the fault.
+    void fail(const std::string& call, ResultCode code);
+    /// The call takes this much longer.
+    void slow(const std::string& call, std::chrono::nanoseconds time);
+    /// A query for the interface finds nothing.
+    void absent(const std::string& interface);
+
+    /// Waits as long as the call is slow, and gives the code that it has to answer with.
+    ResultCode answer(const std::string& operation, const std::string& argument) const;
+    bool isAbsent(const std::string& interface) const;
+
+private:
+    struct Fault
+    {
+        ResultCode code = S_OK;
+        std::chrono::nanoseconds delay{0};
+    };
+
+    Fault find(const std::string& operation, const std::string& argument) const;
+
+    mutable std::mutex mutex;
+    std::map<std::string, Fault> faults;
+    std::set<std::string> absentInterfaces;
+};

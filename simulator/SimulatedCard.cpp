@@ -1,0 +1,140 @@
+#include "simulator/SimulatedCard.h"
+
+#include "simulator/Simulator.h"
+
+SimulatedCard::SimulatedCard(Simulator& simulator, int64_t id)
+    : SimulatedObject(simulator.ledger, std::to_string(id), simulator.recordOf(std::to_string(id))), id(id),
+      simulator(simulator)
+{
+}
+
+ResultCode SimulatedCard::query(const char* face, InterfaceId iid, void** out)
+{
+    struct Row
+    {
+        InterfaceId iid;
+        const char* interface;
+        IUnknown* face;
+    };
+    const bool onConfiguration = face == std::string("configuration");
+    const Row rows[] = {
+        {IID_ITessarigAttributes, "ITessarigAttributes", &attributes},
+        {IID_ITessarigHardwareState, "ITessarigHardwareState",
+         onConfiguration ? &stateOfConfiguration : &stateOfDevice},
+        {IID_ITessarigConfiguration, "ITessarigConfiguration", &configuration},
+        {IID_ITessarigNotification, "ITessarigNotification", &notification},
+        {IID_ITessarigTopicBroadcaster, "ITessarigTopicBroadcaster", &broadcaster},
+        {IID_ITessarigGroupedDevice, "ITessarigGroupedDevice", nullptr},
+        {IID_ITessarigPeerDevice, "ITessarigPeerDevice", nullptr},
+    };
+    for (const Row& row : rows)
+    {
+        if (row.iid != iid)
+            continue;
+        const ResultCode result = called(face, "QueryInterface", row.interface);
+        const std::string place = std::string(row.interface) + "@" + face;
+        if (!row.face || record->faults.isAbsent(row.interface) || record->faults.isAbsent(place))
+            return E_NOINTERFACE;
+        if (result != S_OK)
+            return result;
+        row.face->AddRef();
+        *out = row.face;
+        return S_OK;
+    }
+    return SimulatedObject::query(face, iid, out);
+}
+
+void SimulatedCard::change(const std::string& setting, const std::string& value)
+{
+    {
+        const std::lock_guard lock(settingsMutex);
+        settings[setting] = value;
+    }
+    raise(Topic::setd, 0, 0);
+}
+
+void SimulatedCard::raise(uint32_t topic, int64_t param1, int64_t param2)
+{
+    hold();
+    simulator.deliveryThreads.post(id,
+                                   [this, topic, param1, param2]
+                                   {
+                                       subscriptions.deliver(topic, param1, param2);
+                                       abandon();
+                                   });
+}
+
+std::string SimulatedCard::savedValue(const std::string& setting) const
+{
+    const std::lock_guard lock(settingsMutex);
+    const auto entry = savedSettings.find(setting);
+    return entry == savedSettings.end() ? std::string() : entry->second;
+}
+
+ResultCode SimulatedCard::persist(const char* face)
+{
+    Settings present;
+    {
+        const std::lock_guard lock(settingsMutex);
+        present = settings;
+    }
+    if (const ResultCode result = called(face, "PersistState"); result != S_OK)
+        return result;
+    if (!simulator.saveSettings(id, present))
+        return E_FAIL;
+    const std::lock_guard lock(settingsMutex);
+    savedSettings = present;
+    return S_OK;
+}
+
+ResultCode SimulatedCard::Attributes::GetInt(uint32_t id, int64_t*)
+{
+    static_cast<void>(object.called(face, "GetInt", codeText(id)));
+    return E_FAIL; // a plain card has none of the attributes that are asked for
+}
+
+int32_t SimulatedCard::HardwareState::HandleHardwareNotification(uint32_t value)
+{
+    return static_cast<int32_t>(object.called(face, "HandleHardwareNotification", std::to_string(value)));
+}
+
+int32_t SimulatedCard::HardwareState::HandleHardwareNotificationEx(uint32_t value, int64_t extra)
+{
+    return static_cast<int32_t>(
+        object.called(face, "HandleHardwareNotificationEx", std::to_string(value) + " " + std::to_string(extra)));
+}
+
+ResultCode SimulatedCard::HardwareState::PersistState() { return object.persist(face); }
+
+ResultCode SimulatedCard::HardwareState::PrepareDevice() { return object.called(face, "PrepareDevice"); }
+
+ResultCode SimulatedCard::HardwareState::PrepareGroup() { return object.called(face, "PrepareGroup"); }
+
+ResultCode SimulatedCard::Configuration::HardwareNotificationHandled()
+{
+    return object.called(face, "HardwareNotificationHandled");
+}
+
+ResultCode SimulatedCard::Notification::Subscribe(uint32_t topic, ITessarigNotificationCallback* callback)
+{
+    const ResultCode result = object.called(face, "Subscribe", codeText(topic));
+    if (result == S_OK)
+        object.subscriptions.add(topic, callback);
+    return result;
+}
+
+ResultCode SimulatedCard::Notification::Unsubscribe(uint32_t topic, ITessarigNotificationCallback* callback)
+{
+    static_cast<void>(object.called(face, "Unsubscribe", codeText(topic)));
+    object.subscriptions.remove(topic, callback);
+    return S_OK;
+}
+
+ResultCode SimulatedCard::Broadcaster::Post(uint32_t topic, int64_t param1, int64_t param2)
+{
+    const std::string argument = codeText(topic) + " " + std::to_string(param1) + " " + std::to_string(param2);
+    const ResultCode result = object.called(face, "Post", argument);
+    if (result == S_OK)
+        object.raise(topic, param1, param2);
+    return result;
+}

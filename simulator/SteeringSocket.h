@@ -1,0 +1,56 @@
+#pragma once
+
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+class Simulator;
+
+/// Takes commands for the simulator on a unix socket: a line each, a line of answer each. Every connection has a
+/// thread of its own, so a command that waits holds up nobody else.
+class SteeringSocket
+{
+public:
+    /// Replaces whatever stands at the path. Without success there is simply no socket; the reason goes to stderr.
+    SteeringSocket(Simulator& simulator, const std::string& path);
+    /// Ends all connections and removes the socket.
+    ~SteeringSocket();
+    SteeringSocket(const SteeringSocket&) = delete;
+    SteeringSocket& operator=(const SteeringSocket&) = delete;
+
+private:
+    struct Connection
+    {
+        int descriptor = -1;
+        bool ended = false;
+        std::thread thread;
+    };
+
+    void accept();
+    void serve(Connection& connection);
+    void removeEnded();
+
+    Simulator& simulator;
+    const std::string path;
+    int listener = -1;
+    std::mutex mutex; ///< Guards `connections` and what they hold, but for the threads.
+    std::list<Connection> connections;
+    std::thread acceptor;
+};
+
+/// The client's end: sends one line and waits for the line of answer. Empty if there is nobody at the path or the
+/// connection broke.
+class SteeringClient
+{
+public:
+    explicit SteeringClient(const std::string& path);
+    ~SteeringClient();
+    SteeringClient(const SteeringClient&) = delete;
+    SteeringClient& operator=(const SteeringClient&) = delete;
+
+    std::string ask(const std::string& line);
+
+private:
+    int descriptor = -1;
+};
