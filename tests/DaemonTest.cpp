@@ -1,0 +1,215 @@
+#include "tests/DaemonTest.h"
+
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+namespace
+{
+
+using Lines = std::vector<std::string>;
+
+std::string modeOf(const std::string& path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0)
+        return "missing";
+    char text[8];
+    snprintf(text, sizeof text, "%o", status.st_mode & 0777);
+    return text;
+}
+
+/// All context switches that the process's threads have made so far.
+long contextSwitches(pid_t process)
+{
+    long sum = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task"))
+    {
+        std::istringstream status(contents(task.path() / "status"));
+        for (std::string word; status >> word;)
+        {
+            long count = 0;
+            if (word.ends_with("ctxt_switches:") && status >> count)
+                sum += count;
+        }
+    }
+    return sum;
+}
+
+TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
+{
+    umask(0);
+    Child daemon = run({"-n", "-p", stage / "pid"});
+    ASSERT_TRUE(syslog.waitFor(listeningLine));
+    EXPECT_EQ(contents(stage / "pid"), std::to_string(daemon.pid) + "\n");
+    EXPECT_EQ(modeOf(segmentPath), "666");
+
+    EXPECT_EQ(say("plug 17"), "ok");
+    ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Subscribe setd"); }));
+    EXPECT_EQ(say("change 17 Gain=0.5"), "ok");
+    ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Post pref 0 0"); }));
+    EXPECT_EQ(contents("/etc/quillstone/card17.settings"), "Gain=0.5\n");
+    EXPECT_EQ(say("references"), "ok 5 17=4 discovery=1");
+    EXPECT_EQ(say("unplug 17"), "ok");
+    EXPECT_EQ(say("references"), "ok 1 discovery=1");
+
+    EXPECT_EQ(say("plug 18"), "ok"); // and is there at the stop
+    daemon.signal(SIGTERM);
+    EXPECT_EQ(daemon.wait(), 0);
+    EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
+    EXPECT_EQ(errors(), "Start\n");
+    EXPECT_EQ(contents(stage / "report"), "ok 0\n");
+    EXPECT_EQ(modeOf(segmentPath), "missing");
+    EXPECT_TRUE(exists(stage / "pid"));
+}
+
+TEST_F(DaemonTest, GoesIntoTheBackground)
+{
+    prctl(PR_SET_CHILD_SUBREAPER, 1); // so that the daemon's status comes here
+    umask(0077);
+    Child launcher = run({"-p", stage / "pid"});
+    EXPECT_EQ(launcher.wait(), 0);
+    ASSERT_TRUE(syslog.waitFor(listeningLine));
+    const pid_t daemon = std::stoi(contents(stage / "pid"));
+    const std::filesystem::path process = "/proc/" + std::to_string(daemon);
+    EXPECT_EQ(getsid(daemon), daemon);
+    EXPECT_EQ(std::filesystem::read_symlink(process / "cwd"), "/");
+    for (const char* descriptor : {"0", "1", "2"})
+        EXPECT_EQ(std::filesystem::read_symlink(process / "fd" / descriptor), "/dev/null");
+    EXPECT_EQ(modeOf(stage / "pid"), "666");
+    EXPECT_EQ(modeOf(segmentPath), "666");
+    kill(daemon, SIGINT);
+    EXPECT_EQ(Child::waitFor(daemon), 0);
+    EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
+    EXPECT_EQ(errors(), "");
+}
+
+TEST_F(DaemonTest, TakesItsOptionsInEveryForm)
+{
+    struct Row
+    {
+        Lines options;
+        std::string diagnostic;
+        bool pidFile;
+    };
+    const std::string pid = stage / "pid";
+    const Row rows[] = {{{"-np", pid}, "", true},
+                        {{"--no-daemon", "--pid-file=" + pid}, "", true},
+                        {{"-n", "-p" + pid, "word"}, "", true},
+                        {{"--pid-file", "/nowhere/pid", "--no-d", "--pid", pid}, "", true},
+                        {{"-n", "-x"}, "invalid option", false},
+                        {{"-n", "--help"}, "unrecognized option", false},
+                        {{"-n", "-p"}, "requires an argument", false}};
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.options.back());
+        const size_t before = syslog.messages().size();
+        Child daemon = run(row.options);
+        ASSERT_TRUE(waitFor([&] { return syslog.messages().size() == before + 1; }));
+        daemon.signal(SIGINT);
+        EXPECT_EQ(daemon.wait(), 0);
+        EXPECT_NE(errors().find(row.diagnostic), std::string::npos) << errors();
+        EXPECT_TRUE(errors().ends_with("Start\n"));
+        EXPECT_EQ(exists(pid), row.pidFile);
+        std::filesystem::remove(pid);
+    }
+}
+
+TEST_F(DaemonTest, EndsWithStatus1WhenThePidFileCannotBeOpened)
+{
+    Child daemon = run({"-n", "-p", "/nowhere/pid"});
+    EXPECT_EQ(daemon.wait(), 1);
+    EXPECT_TRUE(syslog.waitFor("2 Failed to open pidfile: /nowhere/pid (2)\n"));
+    EXPECT_EQ(errors(), "");
+    EXPECT_EQ(modeOf(segmentPath), "missing");
+}
+
+TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
+{
+    struct Row
+    {
+        const char* what;
+        std::string library; ///< Beside the daemon; empty for none.
+        std::string commands;
+        bool folderInPlace;
+        std::string complaint;
+        std::string report;
+    };
+    const Row rows[] = {
+        {"no library", "", "", false, "libTessarigAPI.so", ""},
+        {"no information", SIMULATOR_LIBRARY, "fail api CreateTessarigAPIInformationInstance 1", false, "", "ok 0\n"},
+        {"no discovery", SIMULATOR_LIBRARY, "fail api CreateTessarigDiscoveryInstance 1", false, "", "ok 0\n"},
+        {"notifications refused", SIMULATOR_LIBRARY, "fail api GetInt 1;plug 17", false, "", "ok 0\n"},
+        {"notifications failed", SIMULATOR_LIBRARY, "fail api InstallDeviceNotifications 1", false, "", "ok 0\n"},
+        {"no segment", SIMULATOR_LIBRARY, "plug 17", true, "", ""},
+        {"a card from the start", SIMULATOR_LIBRARY, "plug 17;slow 17 PrepareDevice 20ms", false, "", "ok 0\n"},
+    };
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.what);
+        std::filesystem::remove(stage / "libTessarigAPI.so");
+        std::filesystem::remove(stage / "report");
+        if (!row.library.empty())
+            std::filesystem::copy(row.library, stage.folder);
+        if (row.folderInPlace)
+            std::filesystem::create_directory(segmentPath);
+        environment["TESSARIG_SIMULATOR_COMMANDS"] = row.commands;
+        const size_t before = syslog.messages().size();
+        Child daemon = run({"-n"});
+        ASSERT_TRUE(waitFor([&] { return syslog.messages().size() == before + 1; }));
+        EXPECT_EQ(syslog.messages().back(), listeningLine);
+        daemon.signal(SIGTERM);
+        EXPECT_EQ(daemon.wait(), 0);
+        EXPECT_TRUE(errors().starts_with("Start\n"));
+        EXPECT_NE(errors().find(row.complaint), std::string::npos);
+        EXPECT_EQ(contents(stage / "report"), row.report);
+        EXPECT_EQ(exists(segmentPath), row.folderInPlace);
+        std::filesystem::remove(segmentPath);
+    }
+}
+
+TEST_F(DaemonTest, ASignalDuringTheStartStopsInOrder)
+{
+    environment["TESSARIG_SIMULATOR_COMMANDS"] = "slow api CreateTessarigAPIInformationInstance 200ms";
+    Child daemon = run({"-n"});
+    ASSERT_TRUE(waitFor([] { return exists(segmentPath); }));
+    daemon.signal(SIGTERM);
+    daemon.signal(SIGINT); // stays pending
+    EXPECT_EQ(daemon.wait(), 0);
+    EXPECT_TRUE(syslog.waitFor(stoppedLine));
+    EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
+    EXPECT_FALSE(exists(segmentPath));
+}
+
+TEST_F(DaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
+{
+    constexpr int cards = 100;
+    Child daemon = run({"-n"});
+    ASSERT_TRUE(syslog.waitFor(listeningLine));
+    {
+        SteeringClient client(stage / "socket");
+        for (int id = 0; id < cards; ++id)
+            EXPECT_EQ(client.ask("plug " + std::to_string(id)), "ok");
+        for (int id = 0; id < cards; ++id)
+            ASSERT_TRUE(waitFor(
+                [&] { return client.ask("calls " + std::to_string(id)).ends_with("Subscribe setd"); }));
+    }
+    // The thread of the steering connection ends first; then nothing has a reason to run.
+    long settled = -1;
+    ASSERT_TRUE(waitFor(
+        [&]
+        {
+            const long former = std::exchange(settled, contextSwitches(daemon.pid));
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            return former == settled;
+        }));
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    EXPECT_EQ(contextSwitches(daemon.pid), settled);
+    daemon.signal(SIGTERM);
+    EXPECT_EQ(daemon.wait(), 0);
+}
+
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "simulator/SteeringSocket.h"
+#include "tests/TestMachine.h"
+#include "tests/Waiting.h"
+
+#include <gtest/gtest.h>
+
+inline const std::string listeningLine = "6 Listening for Ostrivane settings changes\n";
+inline const std::string stoppedLine = "6 Stopped listening for Ostrivane settings changes\n";
+inline constexpr const char* segmentPath = "/dev/shm/qsl_pref_mutex";
+
+/// The real daemon in a folder of its own, with the simulated library beside it unless a test takes it away.
+class DaemonTest : public testing::Test
+{
+protected:
+    Child run(std::vector<std::string> options)
+    {
+        options.insert(options.begin(), stage / "OstrivaneHelper");
+        return Child(options, environment, stage / "errors");
+    }
+
+    std::string say(const std::string& line) const { return SteeringClient(stage / "socket").ask(line); }
+
+    std::string errors() const { return contents(stage / "errors"); }
+
+    const Stage stage{{DAEMON_BINARY, SIMULATOR_LIBRARY}};
+    SyslogCollector syslog;
+    Child::Environment environment = {{"TESSARIG_SIMULATOR_SOCKET", stage / "socket"},
+                                      {"TESSARIG_SIMULATOR_REPORT", stage / "report"}};
+};

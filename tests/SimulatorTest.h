@@ -1,0 +1,38 @@
+#pragma once
+
+#include "simulator/Simulator.h"
+#include "tests/Waiting.h"
+
+#include <gtest/gtest.h>
+
+/// A machine without cards, on which nothing is saved to disk. Ends with nobody holding anything of the library.
+class SimulatorTest : public testing::Test
+{
+protected:
+    SimulatorTest()
+    {
+        simulator.saveSettings = [](int64_t, const SimulatedCard::Settings&) { return true; };
+    }
+
+    ~SimulatorTest() override
+    {
+        simulator.reset();
+        EXPECT_TRUE(waitFor([this] { return simulator.ledger.total() == 0; }));
+        EXPECT_EQ(simulator.ledger.counts(), (std::map<std::string, int64_t>{}));
+    }
+
+    Simulator::Card plugged(int64_t id)
+    {
+        simulator.plug(id);
+        return simulator.find(id);
+    }
+
+    Faults& faults(int64_t id) { return simulator.recordOf(std::to_string(id))->faults; }
+    CallLog& calls(int64_t id) { return simulator.recordOf(std::to_string(id))->calls; }
+    bool waitForCall(int64_t id, const char* call, int count = 1)
+    {
+        return waitFor([&] { return calls(id).count(call) >= count; });
+    }
+
+    Simulator& simulator = Simulator::instance();
+};
