@@ -22,23 +22,6 @@ std::string modeOf(const std::string& path)
     return text;
 }
 
-/// All context switches that the process's threads have made so far.
-long contextSwitches(pid_t process)
-{
-    long sum = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task"))
-    {
-        std::istringstream status(contents(task.path() / "status"));
-        for (std::string word; status >> word;)
-        {
-            long count = 0;
-            if (word.ends_with("ctxt_switches:") && status >> count)
-                sum += count;
-        }
-    }
-    return sum;
-}
-
 TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
 {
     umask(0);
@@ -182,34 +165,6 @@ TEST_F(DaemonTest, ASignalDuringTheStartStopsInOrder)
     EXPECT_TRUE(syslog.waitFor(stoppedLine));
     EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
     EXPECT_FALSE(exists(segmentPath));
-}
-
-TEST_F(DaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
-{
-    constexpr int cards = 100;
-    Child daemon = run({"-n"});
-    ASSERT_TRUE(syslog.waitFor(listeningLine));
-    {
-        SteeringClient client(stage / "socket");
-        for (int id = 0; id < cards; ++id)
-            EXPECT_EQ(client.ask("plug " + std::to_string(id)), "ok");
-        for (int id = 0; id < cards; ++id)
-            ASSERT_TRUE(waitFor(
-                [&] { return client.ask("calls " + std::to_string(id)).ends_with("Subscribe setd"); }));
-    }
-    // The thread of the steering connection ends first; then nothing has a reason to run.
-    long settled = -1;
-    ASSERT_TRUE(waitFor(
-        [&]
-        {
-            const long former = std::exchange(settled, contextSwitches(daemon.pid));
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            return former == settled;
-        }));
-    std::this_thread::sleep_for(std::chrono::seconds(2));
-    EXPECT_EQ(contextSwitches(daemon.pid), settled);
-    daemon.signal(SIGTERM);
-    EXPECT_EQ(daemon.wait(), 0);
 }
 
 }

@@ -1,0 +1,37 @@
+# Shared by the scripts of this folder: sourced, not run.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+build_packages=(g++ cmake ninja-build)
+demo_packages=(socat)
+test_packages=(libgtest-dev)
+check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
+
+# Installs those of Debian's packages that are missing, through sudo where that is needed.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    local as_root=()
+    if [ "$(id -u)" != 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "missing packages: ${missing[*]}; install them as root, or install sudo" >&2
+            return 1
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing ${missing[*]}"
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive sh -c \
+        'apt-get -q update && apt-get -q install -y --no-install-recommends "$@"' sh "${missing[@]}" >/dev/null
+}
+
+# build PRESET [cmake options]: configures and builds into build/PRESET.
+build() {
+    local preset=$1
+    shift
+    echo "Building ($preset)"
+    cmake --preset "$preset" "$@" >/dev/null
+    cmake --build --preset "$preset" -- --quiet
+}
