@@ -7,7 +7,8 @@
 
 /// The process: its options, its way into the background, its pid file, its log, and its wait for SIGINT or SIGTERM.
 ///
-/// One instance for the whole process, used by the main thread alone. All of the system's log messages are written here.
+/// One instance for the whole process, used by the main thread alone. All of the system's log messages are written
+/// here.
 class HelperDaemon
 {
 public:
@@ -31,7 +32,8 @@ public:
     /// looked at. The file is never removed.
     int writePidFile();
 
-    /// Makes and starts the main object, waits for SIGINT or SIGTERM, and destroys it. Returns 0, or 1 if a wait failed.
+    /// Makes and starts the main object, waits for SIGINT or SIGTERM, and destroys it. Returns 0, or 1 if a wait
+    /// failed.
     int run();
 
     bool stopRequested = false;

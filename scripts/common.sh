@@ -23,8 +23,12 @@ install_packages() {
         as_root=(sudo)
     fi
     echo "Installing ${missing[*]}"
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive sh -c \
-        'apt-get -q update && apt-get -q install -y --no-install-recommends "$@"' sh "${missing[@]}" >/dev/null
+    local output
+    output=$("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive sh -c \
+        'apt-get -q update && apt-get -q install -y --no-install-recommends "$@"' sh "${missing[@]}" 2>&1) || {
+        echo "$output" >&2
+        return 1
+    }
 }
 
 # build PRESET [cmake options]: configures and builds into build/PRESET.

@@ -143,9 +143,11 @@ struct Command
 };
 
 constexpr Command commands[] = {
-    {"plug", 2, 2, plug},       {"unplug", 2, 2, unplug}, {"change", 3, 3, change}, {"hardware", 3, 4, hardware},
-    {"fail", 4, 4, fail},       {"slow", 4, 4, slow},     {"absent", 3, 3, absent}, {"list", 1, 1, list},
-    {"calls", 1, 2, calls},     {"references", 1, 1, references},
+    {"plug", 2, 2, plug},     {"unplug", 2, 2, unplug},
+    {"change", 3, 3, change}, {"hardware", 3, 4, hardware},
+    {"fail", 4, 4, fail},     {"slow", 4, 4, slow},
+    {"absent", 3, 3, absent}, {"list", 1, 1, list},
+    {"calls", 1, 2, calls},   {"references", 1, 1, references},
 };
 
 /// Only a change's value may hold blanks, so it takes the rest of its line.

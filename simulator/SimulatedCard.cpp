@@ -3,7 +3,8 @@
 #include "simulator/Simulator.h"
 
 SimulatedCard::SimulatedCard(Simulator& simulator, int64_t id)
-    : SimulatedObject(simulator.ledger, std::to_string(id), simulator.recordOf(std::to_string(id))), id(id),
+    : SimulatedObject(simulator.ledger, std::to_string(id), simulator.recordOf(std::to_string(id))),
+      id(id),
       simulator(simulator)
 {
 }

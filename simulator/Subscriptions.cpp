@@ -58,16 +58,20 @@ bool Subscriptions::begin(const Subscription& subscription)
 void Subscriptions::finish(const Subscription& subscription)
 {
     const std::lock_guard lock(mutex);
-    const auto entry = std::find_if(deliveries.begin(), deliveries.end(), [&](const Delivery& delivery)
-                                    { return delivery.subscription == subscription &&
-                                             delivery.thread == std::this_thread::get_id(); });
+    const auto entry =
+        std::find_if(deliveries.begin(), deliveries.end(),
+                     [&](const Delivery& delivery) {
+                         return delivery.subscription == subscription && delivery.thread == std::this_thread::get_id();
+                     });
     deliveries.erase(entry);
     deliveryEnded.notify_all();
 }
 
 bool Subscriptions::runsElsewhere(const Subscription& subscription) const
 {
-    return std::any_of(deliveries.begin(), deliveries.end(), [&](const Delivery& delivery)
-                       { return delivery.subscription == subscription &&
-                                delivery.thread != std::this_thread::get_id(); });
+    return std::any_of(deliveries.begin(), deliveries.end(),
+                       [&](const Delivery& delivery) {
+                           return delivery.subscription == subscription &&
+                                  delivery.thread != std::this_thread::get_id();
+                       });
 }

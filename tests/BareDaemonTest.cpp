@@ -88,8 +88,7 @@ TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
         for (int id = 0; id < cards; ++id)
             EXPECT_EQ(client.ask("plug " + std::to_string(id)), "ok");
         for (int id = 0; id < cards; ++id)
-            ASSERT_TRUE(waitFor(
-                [&] { return client.ask("calls " + std::to_string(id)).ends_with("Subscribe setd"); }));
+            ASSERT_TRUE(waitFor([&] { return client.ask("calls " + std::to_string(id)).ends_with("Subscribe setd"); }));
     }
     // The thread of the steering connection ends first; then nothing has a reason to run.
     long settled = -1;

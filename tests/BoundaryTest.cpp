@@ -1,8 +1,10 @@
 #include "device/PreferenceChangeListener.h"
+#include "simulator/SimulatedObject.h"
 #include "tests/Waiting.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 
 namespace
@@ -88,15 +90,18 @@ int64_t addRef(BareObject*) { return count(1); }
 int64_t release(BareObject*) { return count(-1); }
 uint32_t query(BareObject* self, InterfaceId iid, void** out);
 
-void* const broadcasterTable[] = {
-    entry(query), entry(addRef), entry(release),
-    entry(+[](BareObject*, uint32_t topic, int64_t a, int64_t b)
-          { return note(topic == 0x70726566 && a == 0 && b == 0 ? "post pref" : "post wrong"); })};
+void* const broadcasterTable[] = {entry(query), entry(addRef), entry(release),
+                                  entry(+[](BareObject*, uint32_t topic, int64_t a, int64_t b) {
+                                      return note(topic == 0x70726566 && a == 0 && b == 0 ? "post pref" : "post wrong");
+                                  })};
 void* const stateOfDeviceTable[] = {
-    entry(query), entry(addRef), entry(release), nullptr, nullptr, nullptr,
-    entry(+[](BareObject*) { return note("prepare device"); })};
+    entry(query), entry(addRef), entry(release), nullptr, nullptr, nullptr, entry(+[](BareObject*) {
+        return note("prepare device");
+    })};
 void* const stateTable[] = {
-    entry(query), entry(addRef), entry(release),
+    entry(query),
+    entry(addRef),
+    entry(release),
     entry(+[](BareObject*, uint32_t value) { return static_cast<int32_t>(note("hardware " + std::to_string(value))); }),
     entry(+[](BareObject*, uint32_t value, int64_t extra)
           { return static_cast<int32_t>(note("extended " + std::to_string(value) + " " + std::to_string(extra))); }),
@@ -106,13 +111,14 @@ void* const notificationTable[] = {
     entry(+[](BareObject*, uint32_t topic, BareObject* callback)
           {
               bare.subscribers[topic] = callback;
-              return note("subscribe " + std::to_string(topic));
+              return note("subscribe " + codeText(topic));
           }),
-    entry(+[](BareObject*, uint32_t topic, BareObject*) { return note("unsubscribe " + std::to_string(topic)); })};
+    entry(+[](BareObject*, uint32_t topic, BareObject*) { return note("unsubscribe " + codeText(topic)); })};
 void* const configurationTable[20] = {
-    entry(query), entry(addRef), entry(release), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-    entry(+[](BareObject*) { return note("handled"); })};
+    entry(query), entry(addRef), entry(release), nullptr, nullptr,
+    nullptr,      nullptr,       nullptr,        nullptr, nullptr,
+    nullptr,      nullptr,       nullptr,        nullptr, nullptr,
+    nullptr,      nullptr,       nullptr,        nullptr, entry(+[](BareObject*) { return note("handled"); })};
 void* const deviceTable[] = {entry(query), entry(addRef), entry(release)};
 
 BareObject broadcaster{broadcasterTable};
@@ -122,19 +128,17 @@ BareObject notification{notificationTable};
 BareObject configuration{configurationTable};
 BareObject device{deviceTable};
 
-/// The ids by their first two bytes.
+/// Tells the ids apart by their first two bytes.
 uint32_t query(BareObject* self, InterfaceId iid, void** out)
 {
-    BareObject* found = nullptr;
-    switch (iid.bytes[0] << 8 | iid.bytes[1])
-    {
-    case 0x89D2: found = self == &configuration ? &state : &stateOfDevice; break;
-    case 0x5A68: found = &configuration; break;
-    case 0x1D70: found = &notification; break;
-    case 0x2A73: found = &broadcaster; break;
-    default: return 0x80000004;
-    }
-    *out = found;
+    const std::map<int, BareObject*> faces = {{0x89D2, self == &configuration ? &state : &stateOfDevice},
+                                              {0x5A68, &configuration},
+                                              {0x1D70, &notification},
+                                              {0x2A73, &broadcaster}};
+    const auto face = faces.find(iid.bytes[0] << 8 | iid.bytes[1]);
+    if (face == faces.end())
+        return 0x80000004;
+    *out = face->second;
     count(1);
     return 0;
 }
@@ -143,9 +147,8 @@ TEST(BoundaryTest, AListenerWorksOnBareTables)
 {
     using Notify = uint32_t (*)(BareObject*, uint32_t, int64_t, int64_t);
     SharedPreferenceMutex mutex;
-    auto* listener =
-        new PreferenceChangeListener(&mutex, COMPtr<ITessarig>(reinterpret_cast<ITessarig*>(&device)));
-    ASSERT_TRUE(waitFor([] { return noted("subscribe 1936028772"); }));
+    auto* listener = new PreferenceChangeListener(&mutex, COMPtr<ITessarig>(reinterpret_cast<ITessarig*>(&device)));
+    ASSERT_TRUE(waitFor([] { return noted("subscribe setd"); }));
 
     BareObject* callback = bare.subscribers.at(0x73657464);
     const auto notify = reinterpret_cast<Notify>(callback->table[3]);
@@ -157,10 +160,10 @@ TEST(BoundaryTest, AListenerWorksOnBareTables)
     EXPECT_EQ(listener->Release(), 0);
 
     EXPECT_EQ(bare.references, 0);
-    EXPECT_EQ(bare.calls, (std::vector<std::string>{
-                              "prepare device", "subscribe 1752656227", "subscribe 1752656195", "subscribe 1936028772",
-                              "hardware 5", "handled", "extended 6 -7", "handled", "persist", "post pref",
-                              "unsubscribe 1936028772", "unsubscribe 1752656227", "unsubscribe 1752656195"}));
+    EXPECT_EQ(bare.calls,
+              (std::vector<std::string>{"prepare device", "subscribe hwic", "subscribe hwiC", "subscribe setd",
+                                        "hardware 5", "handled", "extended 6 -7", "handled", "persist", "post pref",
+                                        "unsubscribe setd", "unsubscribe hwic", "unsubscribe hwiC"}));
 }
 
 }

@@ -1,6 +1,8 @@
 #include "simulator/Commands.h"
 #include "tests/SimulatorTest.h"
 
+#include <sstream>
+
 namespace
 {
 
@@ -13,11 +15,11 @@ protected:
 TEST_F(CommandsTest, ALineWithoutSenseIsAnErrorAndChangesNothing)
 {
     ASSERT_EQ(say("plug 17"), "ok");
-    for (const char* line : {"", "  ", "juggle", "plug", "plug x", "plug 17", "plug 1 2", "plug 99999999999999999999",
-                             "unplug 18", "change 17", "change 17 Gain", "change 17 =1", "change 18 Gain=1",
-                             "hardware 17", "hardware 17 x", "hardware 17 1 2 3", "fail 17 PersistState",
-                             "fail 17 PersistState no", "slow 17 PersistState 5", "slow 17 PersistState ms",
-                             "slow x PersistState 5ms", "absent 17", "list 1", "calls x", "references 1"})
+    std::istringstream lines(";  ;juggle;plug;plug x;plug 17;plug 1 2;plug 99999999999999999999;unplug 18;change 17;"
+                             "change 17 Gain;change 17 =1;change 18 Gain=1;hardware 17;hardware 17 x;"
+                             "hardware 17 1 2 3;fail 17 PersistState;fail 17 PersistState no;slow 17 PersistState 5;"
+                             "slow 17 PersistState ms;slow x PersistState 5ms;absent 17;list 1;calls x;references 1");
+    for (std::string line; std::getline(lines, line, ';');)
         EXPECT_TRUE(say(line).starts_with("error ")) << line << ": " << say(line);
     EXPECT_EQ(say("list"), "ok 17");
     EXPECT_EQ(say("calls 17"), "ok");

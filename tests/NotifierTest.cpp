@@ -1,7 +1,6 @@
 #include "device/TessarigNotifier.h"
 #include "tests/SimulatorTest.h"
 
-
 namespace
 {
 

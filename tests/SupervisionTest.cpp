@@ -45,20 +45,14 @@ TEST_F(SupervisionTest, ADeviceSeesItsCallsInOrder)
     ASSERT_NE(second, lines.end());
     lines.erase(second);
     lines.erase(std::find(lines.begin(), lines.end(), hardware[0]));
-    EXPECT_EQ(lines, (Lines{"device.QueryInterface ITessarigHardwareState",
-                            "state(device).PrepareDevice",
-                            "device.QueryInterface ITessarigConfiguration",
-                            "configuration.QueryInterface ITessarigHardwareState",
-                            "device.QueryInterface ITessarigNotification",
-                            "notification.Subscribe hwic",
-                            "notification.Subscribe hwiC",
-                            "notification.Subscribe setd",
-                            "state(configuration).PersistState",
-                            "device.QueryInterface ITessarigTopicBroadcaster",
-                            "broadcaster.Post pref 0 0",
-                            "notification.Unsubscribe setd",
-                            "notification.Unsubscribe hwic",
-                            "notification.Unsubscribe hwiC"}));
+    EXPECT_EQ(
+        lines,
+        (Lines{"device.QueryInterface ITessarigHardwareState", "state(device).PrepareDevice",
+               "device.QueryInterface ITessarigConfiguration", "configuration.QueryInterface ITessarigHardwareState",
+               "device.QueryInterface ITessarigNotification", "notification.Subscribe hwic",
+               "notification.Subscribe hwiC", "notification.Subscribe setd", "state(configuration).PersistState",
+               "device.QueryInterface ITessarigTopicBroadcaster", "broadcaster.Post pref 0 0",
+               "notification.Unsubscribe setd", "notification.Unsubscribe hwic", "notification.Unsubscribe hwiC"}));
     EXPECT_EQ(simulator.ledger.counts(), (std::map<std::string, int64_t>{{"discovery", 1}}));
 }
 
