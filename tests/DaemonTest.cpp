@@ -12,16 +12,6 @@ namespace
 
 using Lines = std::vector<std::string>;
 
-std::string modeOf(const std::string& path)
-{
-    struct stat status = {};
-    if (stat(path.c_str(), &status) != 0)
-        return "missing";
-    char text[8];
-    snprintf(text, sizeof text, "%o", status.st_mode & 0777);
-    return text;
-}
-
 TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
 {
     umask(0);
@@ -123,10 +113,6 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
     };
     const Row rows[] = {
         {"no library", "", "", false, "libTessarigAPI.so", ""},
-        {"no information", SIMULATOR_LIBRARY, "fail api CreateTessarigAPIInformationInstance 1", false, "", "ok 0\n"},
-        {"no discovery", SIMULATOR_LIBRARY, "fail api CreateTessarigDiscoveryInstance 1", false, "", "ok 0\n"},
-        {"notifications refused", SIMULATOR_LIBRARY, "fail api GetInt 1;plug 17", false, "", "ok 0\n"},
-        {"notifications failed", SIMULATOR_LIBRARY, "fail api InstallDeviceNotifications 1", false, "", "ok 0\n"},
         {"no segment", SIMULATOR_LIBRARY, "plug 17", true, "", ""},
         {"a card from the start", SIMULATOR_LIBRARY, "plug 17;slow 17 PrepareDevice 20ms", false, "", "ok 0\n"},
     };

@@ -1,12 +1,9 @@
 #include "preferences/SharedPreferenceMutex.h"
 #include "tests/TestMachine.h"
-#include "tests/Waiting.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -17,79 +14,63 @@ namespace
 
 constexpr const char* segmentPath = "/dev/shm/qsl_pref_mutex";
 
-/// Runs in a process of its own, and gives its exit status.
+/// Whether the body holds true in a process of its own, which ends without destructors.
 template <typename Body>
-int inAnotherProcess(Body body)
+bool inAnotherProcess(Body body)
 {
     const pid_t pid = fork();
     if (pid == 0)
-        _exit(body());
-    return Child::waitFor(pid);
+        _exit(body() ? 0 : 1);
+    return Child::waitFor(pid) == 0;
 }
 
-/// Whether another process could have the mutex at this moment.
+/// Whether another process could have the mutex at this moment. It attaches, and goes in order.
 bool freeForOthers()
 {
     return inAnotherProcess(
-               []
-               {
-                   SharedPreferenceMutex other;
-                   return other.open(false) && pthread_mutex_trylock(other.segment) == 0 ? 1 : 0;
-               }) == 1;
+        []
+        {
+            SharedPreferenceMutex other;
+            if (!other.open(false) || other.owner || pthread_mutex_trylock(other.segment) != 0)
+                return false;
+            other.unlock();
+            return true;
+        });
 }
 
 TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcesses)
 {
     umask(0);
-    struct stat status = {};
     {
         SharedPreferenceMutex mutex;
         ASSERT_TRUE(mutex.open(true));
-        ASSERT_EQ(stat(segmentPath, &status), 0);
-        EXPECT_EQ(status.st_size, 40);
-        EXPECT_EQ(status.st_mode & 0777, 0666U);
-
+        EXPECT_EQ(modeOf(segmentPath), "666");
+        EXPECT_EQ(contents(segmentPath).size(), 40U);
         mutex.lock();
         mutex.lock();
-        EXPECT_FALSE(freeForOthers());
         mutex.unlock();
         EXPECT_FALSE(freeForOthers());
         mutex.unlock();
-        EXPECT_EQ(inAnotherProcess(
-                      []
-                      {
-                          SharedPreferenceMutex other;
-                          const bool attached = other.open(false) && !other.owner;
-                          other.lock();
-                          other.unlock();
-                          return attached ? 0 : 1;
-                      }),
-                  0);
-        EXPECT_EQ(stat(segmentPath, &status), 0); // the one that went was not its owner
-        mutex.lock();
-        EXPECT_FALSE(freeForOthers());
-        mutex.unlock();
+        EXPECT_TRUE(freeForOthers());
+        EXPECT_TRUE(freeForOthers()); // the name stays when one that attached goes
     }
-    EXPECT_NE(stat(segmentPath, &status), 0);
+    EXPECT_FALSE(exists(segmentPath));
 }
 
 TEST(SharedPreferenceMutexTest, ReplacesWhatAKilledOwnerLeftLocked)
 {
-    EXPECT_EQ(inAnotherProcess(
-                  []
-                  {
-                      auto* left = new SharedPreferenceMutex;
-                      const bool opened = left->open(true);
-                      left->lock();
-                      return opened ? 0 : 1; // ends without a destructor
-                  }),
-              0);
+    EXPECT_TRUE(inAnotherProcess(
+        []
+        {
+            auto* left = new SharedPreferenceMutex;
+            const bool opened = left->open(true);
+            left->lock();
+            return opened;
+        }));
     EXPECT_FALSE(freeForOthers());
     SharedPreferenceMutex mutex;
     ASSERT_TRUE(mutex.open(true));
-    EXPECT_TRUE(mutex.owner);
-    EXPECT_EQ(pthread_mutex_trylock(mutex.segment), 0);
-    mutex.unlock();
+    EXPECT_TRUE(freeForOthers());
 }
 
 TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
@@ -101,18 +82,17 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
         void (*prepare)();
         bool nameLeft;
     };
+    const auto noSpace = []
+    {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit none = {0, 0};
+        setrlimit(RLIMIT_FSIZE, &none);
+    };
     const Row rows[] = {
         {"nothing to attach to", false, [] {}, false},
         {"a segment that is not sized yet", false, [] { std::ofstream(segmentPath) << "short"; }, true},
         {"a folder in its place", true, [] { mkdir(segmentPath, 0777); }, true},
-        {"no space", true,
-         []
-         {
-             signal(SIGXFSZ, SIG_IGN);
-             const rlimit none = {0, 0};
-             setrlimit(RLIMIT_FSIZE, &none);
-         },
-         false},
+        {"no space", true, noSpace, false},
     };
     for (const Row& row : rows)
     {
@@ -123,9 +103,9 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
             const bool closed = !mutex.open(row.create) && !mutex.segment && !mutex.owner;
             mutex.lock(); // goes on without
             mutex.unlock();
-            return closed ? 0 : 1;
+            return closed;
         };
-        EXPECT_EQ(inAnotherProcess(attempt), 0) << row.what;
+        EXPECT_TRUE(inAnotherProcess(attempt)) << row.what;
         EXPECT_EQ(exists(segmentPath), row.nameLeft) << row.what;
         remove(segmentPath);
     }

@@ -118,20 +118,6 @@ TEST_F(SupervisionTest, TheNewestListenerOfADeviceGoesFirst)
     EXPECT_EQ(listeners(), 2U);
 }
 
-TEST_F(SupervisionTest, AStopWaitsForTheSaveThatRuns)
-{
-    faults(17).slow("PersistState", 50ms);
-    const Simulator::Card card = plugged(17);
-    plugged(18);
-    ASSERT_TRUE(waitForCall(17, "Subscribe", 3));
-    card->change("Gain", "0.5");
-    ASSERT_TRUE(waitForCall(17, "PersistState"));
-    helper.reset();
-    EXPECT_EQ(calls(17).count("Post"), 1);
-    EXPECT_EQ(card->savedValue("Gain"), "0.5");
-    EXPECT_EQ(simulator.ledger.total(), 0);
-}
-
 TEST_F(SupervisionTest, AThousandCardsAndAStopAtAnyMoment)
 {
     helper.reset();

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -127,3 +128,13 @@ std::string contents(const std::string& path)
 }
 
 bool exists(const std::string& path) { return std::filesystem::exists(path); }
+
+std::string modeOf(const std::string& path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0)
+        return "missing";
+    char text[8];
+    snprintf(text, sizeof text, "%o", status.st_mode & 0777);
+    return text;
+}

@@ -61,3 +61,5 @@ public:
 
 std::string contents(const std::string& path);
 bool exists(const std::string& path);
+/// Permission bits in octal, or "missing".
+std::string modeOf(const std::string& path);

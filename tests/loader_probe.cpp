@@ -1,37 +1,34 @@
 #include "deviceapi/ApiLoader.h"
 
 #include <cstdio>
-#include <string_view>
 #include <thread>
 #include <vector>
 
-/// Calls the accessors that its words name, and prints what each gives; the fixture
-/// libraries return small numbers for objects. "loaded" asks for the flag; "race" calls one from many threads at once.
-int main(int argc, char* argv[])
+namespace
 {
-    struct Accessor
-    {
-        const char* name;
-        long (*call)();
-    };
-#define ACCESSOR(Type, name, version) {#name, [] { return reinterpret_cast<long>(name()); }},
-    const Accessor accessors[] = {TESSARIG_API_FACTORIES(ACCESSOR) TESSARIG_PREVIEW_API_FACTORIES(ACCESSOR)};
-#undef ACCESSOR
-    for (int i = 1; i < argc; ++i)
-    {
-        const std::string_view word = argv[i];
-        if (word == "loaded")
-            printf("%s ", IsTessarigAPILoaded() ? "loaded" : "no");
-        if (word == "race")
-        {
-            std::vector<std::thread> threads;
-            for (int thread = 0; thread < 8; ++thread)
-                threads.emplace_back([] { printf("%ld ", reinterpret_cast<long>(CreateTessarigDiscoveryInstance())); });
-            for (std::thread& thread : threads)
-                thread.join();
-        }
-        for (const Accessor& accessor : accessors)
-            if (word == "all" || word == accessor.name)
-                printf("%ld ", accessor.call());
-    }
+
+#define SHOW(Type, name, version) printf("%ld ", reinterpret_cast<long>(name()));
+void showFlag() { printf("%s ", IsTessarigAPILoaded() ? "loaded" : "no"); }
+void showApi() { TESSARIG_API_FACTORIES(SHOW) }
+void showPreview() { TESSARIG_PREVIEW_API_FACTORIES(SHOW) }
+#undef SHOW
+
+}
+
+/// Prints what the accessors give, the preview's first if there is any argument, and the flag in between. The fixture
+/// libraries return small numbers for objects.
+int main(int argc, char*[])
+{
+    showFlag();
+    if (argc > 1)
+        showPreview();
+    showFlag();
+    std::vector<std::thread> threads(4);
+    for (std::thread& thread : threads)
+        thread = std::thread([] { printf("%ld ", reinterpret_cast<long>(CreateTessarigDiscoveryInstance())); });
+    for (std::thread& thread : threads)
+        thread.join();
+    showApi();
+    showFlag();
+    showPreview();
 }
