@@ -1,9 +1,9 @@
 #pragma once
 
-#include "device/OstrivaneHelper.h"
-
 #include <csignal>
 #include <memory>
+
+#include "device/OstrivaneHelper.h"
 
 /// The process: its options, its way into the background, its pid file, its log, and its wait for SIGINT or SIGTERM.
 ///

@@ -4,25 +4,13 @@
 
 #include <chrono>
 
+#include "device/Contained.h"
+
 namespace
 {
 
 /// Between a request and its save: changes that come in one go are saved in one go.
 constexpr std::chrono::nanoseconds settleTime{500'000};
-
-/// Runs a step that calls the device. A device that throws costs that step and nothing more: no exception may end a
-/// thread of this process.
-template <typename Step>
-void contained(Step step)
-{
-    try
-    {
-        step();
-    }
-    catch (...)
-    {
-    }
-}
 
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "deviceapi/TessarigAPI.h"
-#include "preferences/SharedPreferenceMutex.h"
-
 #include <atomic>
 #include <condition_variable>
 #include <latch>
 #include <mutex>
 #include <thread>
+
+#include "deviceapi/TessarigAPI.h"
+#include "preferences/SharedPreferenceMutex.h"
 
 /// Stands beside one device for as long as the system tracks it, and saves the device's state when asked.
 ///

@@ -1,5 +1,6 @@
 #include "device/TessarigNotifier.h"
 
+#include "device/Contained.h"
 #include "deviceapi/ApiLoader.h"
 
 namespace
@@ -10,17 +11,8 @@ constexpr int64_t notificationRequest = 3;
 
 ResultCode report(const TessarigNotifier::DeviceCallback& callback, ITessarig* device)
 {
-    if (!callback)
-        return S_OK;
-    try
-    {
-        callback(COMPtr<ITessarig>(device));
-    }
-    catch (...)
-    {
-        // The library cannot deal with it, and one device less must not end the daemon: a device whose thread cannot
-        // be started goes without a listener.
-    }
+    if (callback)
+        contained([&] { callback(COMPtr<ITessarig>(device)); }); // a device without a thread goes without a listener
     return S_OK;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "deviceapi/TessarigAPI.h"
-
 #include <atomic>
 #include <functional>
+
+#include "deviceapi/TessarigAPI.h"
 
 /// The link to the library's device discovery: turns its callbacks into calls of two callables.
 ///

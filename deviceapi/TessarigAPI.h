@@ -1,9 +1,9 @@
 #pragma once
 
+#include <cstdint>
+
 #include "deviceapi/COMPtr.h"
 #include "deviceapi/Unknown.h"
-
-#include <cstdint>
 
 // What the system uses of the device library, as the library lays it out in memory. Operations that the system does
 // not call stand as placeholders, so that the others keep their positions; nobody calls a placeholder.

@@ -1,11 +1,12 @@
 #include "simulator/Commands.h"
 
-#include "simulator/Simulator.h"
-
+#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+
+#include "simulator/Simulator.h"
 
 namespace
 {
@@ -54,9 +55,43 @@ std::chrono::nanoseconds duration(std::string_view text)
     throw CommandError("a time ends in us, ms or s: " + std::string(text));
 }
 
+std::vector<int64_t> cardIds(const std::string& text)
+{
+    std::vector<int64_t> ids;
+    std::istringstream parts(text);
+    for (std::string part; std::getline(parts, part, ',');)
+        ids.push_back(cardId(part));
+    return ids;
+}
+
+GroupPlace groupPlace(const Words& words)
+{
+    GroupPlace place;
+    for (auto word = words.begin() + 2; word != words.end(); ++word)
+    {
+        const size_t equals = word->find('=');
+        const std::string name = word->substr(0, equals);
+        const std::string value = equals == std::string::npos ? "" : word->substr(equals + 1);
+        const std::pair<std::string_view, int64_t*> numbers[] = {
+            {"group", &place.group}, {"of", &place.of}, {"order", &place.order}, {"peer", &place.peer}};
+        const auto* known =
+            std::find_if(std::begin(numbers), std::end(numbers), [&](const auto& row) { return row.first == name; });
+        if (known != std::end(numbers))
+            *known->second = number<int64_t>(value, "a number");
+        else if (name == "peers")
+            place.peers = cardIds(value);
+        else
+            throw CommandError("a place in a group is told by group, of, order, peer and peers: " + *word);
+    }
+    return place;
+}
+
+/// With any word on its place in a group the card is a group's member.
 std::string plug(Simulator& simulator, const Words& words)
 {
-    if (!simulator.plug(cardId(words[1])))
+    const int64_t id = cardId(words[1]);
+    const auto place = words.size() > 2 ? std::optional(groupPlace(words)) : std::nullopt;
+    if (!simulator.plug(id, place))
         throw CommandError("there is a card " + words[1] + " already");
     return {};
 }
@@ -143,7 +178,7 @@ struct Command
 };
 
 constexpr Command commands[] = {
-    {"plug", 2, 2, plug},     {"unplug", 2, 2, unplug},
+    {"plug", 2, 7, plug},     {"unplug", 2, 2, unplug},
     {"change", 3, 3, change}, {"hardware", 3, 4, hardware},
     {"fail", 4, 4, fail},     {"slow", 4, 4, slow},
     {"absent", 3, 3, absent}, {"list", 1, 1, list},

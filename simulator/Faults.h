@@ -1,12 +1,12 @@
 #pragma once
 
-#include "deviceapi/Unknown.h"
-
 #include <chrono>
 #include <map>
 #include <mutex>
 #include <set>
 #include <string>
+
+#include "deviceapi/Unknown.h"
 
 /// How one simulated object misbehaves. May be told before the object is there. Safe from any thread.
 ///

@@ -1,10 +1,12 @@
 #include "simulator/SimulatedCard.h"
 
+#include "simulator/PeerIterator.h"
 #include "simulator/Simulator.h"
 
-SimulatedCard::SimulatedCard(Simulator& simulator, int64_t id)
+SimulatedCard::SimulatedCard(Simulator& simulator, int64_t id, std::optional<GroupPlace> place)
     : SimulatedObject(simulator.ledger, std::to_string(id), simulator.recordOf(std::to_string(id))),
       id(id),
+      place(std::move(place)),
       simulator(simulator)
 {
 }
@@ -25,8 +27,8 @@ ResultCode SimulatedCard::query(const char* face, InterfaceId iid, void** out)
         {IID_ITessarigConfiguration, "ITessarigConfiguration", &configuration},
         {IID_ITessarigNotification, "ITessarigNotification", &notification},
         {IID_ITessarigTopicBroadcaster, "ITessarigTopicBroadcaster", &broadcaster},
-        {IID_ITessarigGroupedDevice, "ITessarigGroupedDevice", nullptr},
-        {IID_ITessarigPeerDevice, "ITessarigPeerDevice", nullptr},
+        {IID_ITessarigGroupedDevice, "ITessarigGroupedDevice", place ? &groupedDevice : nullptr},
+        {IID_ITessarigPeerDevice, "ITessarigPeerDevice", place ? &peerDevice : nullptr},
     };
     for (const Row& row : rows)
     {
@@ -88,10 +90,23 @@ ResultCode SimulatedCard::persist(const char* face)
     return S_OK;
 }
 
-ResultCode SimulatedCard::Attributes::GetInt(uint32_t id, int64_t*)
+ResultCode SimulatedCard::Attributes::GetInt(uint32_t id, int64_t* value)
 {
-    static_cast<void>(object.called(face, "GetInt", codeText(id)));
-    return E_FAIL; // a plain card has none of the attributes that are asked for
+    const ResultCode result = object.called(face, "GetInt", codeText(id));
+    if (result != S_OK || !object.place)
+        return E_FAIL; // a plain card has none of the attributes that are asked for
+    const std::pair<uint32_t, int64_t> attributes[] = {{Attribute::dgid, object.place->group},
+                                                       {Attribute::nsbd, object.place->of},
+                                                       {Attribute::subi, object.place->order},
+                                                       {Attribute::peid, object.place->peer}};
+    for (const auto& [attribute, present] : attributes)
+    {
+        if (attribute != id)
+            continue;
+        *value = present;
+        return S_OK;
+    }
+    return E_FAIL;
 }
 
 int32_t SimulatedCard::HardwareState::HandleHardwareNotification(uint32_t value)
@@ -137,5 +152,23 @@ ResultCode SimulatedCard::Broadcaster::Post(uint32_t topic, int64_t param1, int6
     const ResultCode result = object.called(face, "Post", argument);
     if (result == S_OK)
         object.raise(topic, param1, param2);
+    return result;
+}
+
+ResultCode SimulatedCard::PeerDevice::GetDevice(ITessarig** out)
+{
+    const ResultCode result = object.called(face, "GetDevice");
+    if (result != S_OK)
+        return result;
+    object.device.AddRef();
+    *out = &object.device;
+    return S_OK;
+}
+
+ResultCode SimulatedCard::PeerDevice::GetPeerIterator(ITessarigPeerIterator** out)
+{
+    const ResultCode result = object.called(face, "GetPeerIterator");
+    if (result == S_OK)
+        *out = iteratePeers(object.simulator, object);
     return result;
 }

@@ -1,23 +1,36 @@
 #pragma once
 
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "deviceapi/TessarigAPI.h"
 #include "simulator/SimulatedObject.h"
 #include "simulator/Subscriptions.h"
 
-#include <map>
-#include <mutex>
-#include <string>
-
 class Simulator;
 
-/// A card as the device library shows it: one object with all interfaces of a plain device. Its operations may be
-/// called from several threads at once, and for as long as somebody holds a reference, also after it was unplugged.
+/// A card's place in a group of cards that make one device.
+struct GroupPlace
+{
+    int64_t group = 0; ///< `dgid`
+    int64_t of = 0;    ///< `nsbd`: how many there are
+    int64_t order = 0; ///< `subi`
+    int64_t peer = 0;  ///< `peid`
+    std::vector<int64_t> peers;
+};
+
+/// A card as the device library shows it: one object with all its interfaces, those of a group's member among them. Its
+/// operations may be called from several threads at once, and for as long as somebody holds a reference, also after it
+/// was unplugged.
 class SimulatedCard final : public SimulatedObject
 {
 public:
     using Settings = std::map<std::string, std::string>;
 
-    SimulatedCard(Simulator& simulator, int64_t id);
+    SimulatedCard(Simulator& simulator, int64_t id, std::optional<GroupPlace> place = {});
 
     ResultCode query(const char* face, InterfaceId iid, void** out) override;
 
@@ -29,6 +42,7 @@ public:
     std::string savedValue(const std::string& setting) const;
 
     const int64_t id;
+    const std::optional<GroupPlace> place; ///< Nothing for a plain card.
 
     struct Attributes final : Face<ITessarigAttributes, SimulatedCard>
     {
@@ -82,6 +96,15 @@ public:
         ResultCode Post(uint32_t topic, int64_t param1, int64_t param2) override;
     };
 
+    struct PeerDevice final : Face<ITessarigPeerDevice, SimulatedCard>
+    {
+        using Face::Face;
+        ResultCode GetDevice(ITessarig** out) override;
+        void position4() override { placeholderCalled(); }
+        void position5() override { placeholderCalled(); }
+        ResultCode GetPeerIterator(ITessarigPeerIterator** out) override;
+    };
+
     Face<ITessarig> device{*this, "device"};
     Attributes attributes{*this, "attributes"};
     HardwareState stateOfDevice{*this, "state(device)"};
@@ -89,6 +112,8 @@ public:
     Configuration configuration{*this, "configuration"};
     Notification notification{*this, "notification"};
     Broadcaster broadcaster{*this, "broadcaster"};
+    Face<ITessarigGroupedDevice> groupedDevice{*this, "grouped"};
+    PeerDevice peerDevice{*this, "peer"};
 
 private:
     ~SimulatedCard() override = default;

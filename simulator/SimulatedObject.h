@@ -1,13 +1,13 @@
 #pragma once
 
+#include <atomic>
+#include <memory>
+#include <string>
+
 #include "deviceapi/Unknown.h"
 #include "simulator/CallLog.h"
 #include "simulator/Faults.h"
 #include "simulator/Ledger.h"
-
-#include <atomic>
-#include <memory>
-#include <string>
 
 /// What is kept of an object under its id, from before it comes until after it has gone.
 struct Record

@@ -70,9 +70,9 @@ Simulator& Simulator::instance()
 
 Simulator::Simulator() : saveSettings(saveSettingsFile) {}
 
-bool Simulator::plug(int64_t id)
+bool Simulator::plug(int64_t id, const std::optional<GroupPlace>& place)
 {
-    Card card(new SimulatedCard(*this, id), [](SimulatedCard* unused) { unused->abandon(); });
+    Card card(new SimulatedCard(*this, id, place), [](SimulatedCard* unused) { unused->abandon(); });
     std::unique_lock lock(mutex);
     if (!slots.try_emplace(id, Slot{card}).second)
         return false;

@@ -1,10 +1,5 @@
 #pragma once
 
-#include "deviceapi/TessarigAPI.h"
-#include "simulator/DeliveryThreads.h"
-#include "simulator/Ledger.h"
-#include "simulator/SimulatedCard.h"
-
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -12,6 +7,11 @@
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include "deviceapi/TessarigAPI.h"
+#include "simulator/DeliveryThreads.h"
+#include "simulator/Ledger.h"
+#include "simulator/SimulatedCard.h"
 
 /// The simulated machine: the cards in its slots, who watches for them, and how they misbehave. Safe from any thread.
 class Simulator
@@ -23,7 +23,7 @@ public:
     static Simulator& instance();
 
     /// Returns after the watcher has heard of the card. False if there is such a card already; null in find likewise.
-    bool plug(int64_t id);
+    bool plug(int64_t id, const std::optional<GroupPlace>& place = {});
     /// Returns after the watcher has let the card go. False if there is no such card.
     bool unplug(int64_t id);
     Card find(int64_t id) const;

@@ -1,7 +1,5 @@
 #include "simulator/SteeringSocket.h"
 
-#include "simulator/Commands.h"
-
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -9,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+
+#include "simulator/Commands.h"
 
 namespace
 {

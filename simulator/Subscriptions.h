@@ -1,11 +1,11 @@
 #pragma once
 
-#include "deviceapi/TessarigAPI.h"
-
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 #include <vector>
+
+#include "deviceapi/TessarigAPI.h"
 
 /// Who is notified of one card's topics. Keeps a reference on each callback for as long as it is subscribed.
 /// Safe from any thread.

@@ -1,9 +1,9 @@
-#include "preferences/SharedPreferenceMutex.h"
-
 #include <unistd.h>
 
 #include <cstdio>
 #include <mutex>
+
+#include "preferences/SharedPreferenceMutex.h"
 
 /// Another program that saves preferences: attaches to the shared mutex, holds it until its standard input ends, and
 /// says so in between.

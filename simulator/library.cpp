@@ -1,11 +1,11 @@
-#include "simulator/Commands.h"
-#include "simulator/Simulator.h"
-#include "simulator/SteeringSocket.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
+
+#include "simulator/Commands.h"
+#include "simulator/Simulator.h"
+#include "simulator/SteeringSocket.h"
 
 // The symbols that make this a device library, and how a process that has opened it is steered: by three environment
 // variables, read when the first factory is called.

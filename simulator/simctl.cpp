@@ -1,8 +1,8 @@
-#include "simulator/SteeringSocket.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+
+#include "simulator/SteeringSocket.h"
 
 namespace
 {

@@ -1,10 +1,10 @@
-#include "tests/DaemonTest.h"
-
 #include <sys/prctl.h>
 
 #include <csignal>
 #include <filesystem>
 #include <sstream>
+
+#include "tests/DaemonTest.h"
 
 namespace
 {

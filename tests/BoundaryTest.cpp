@@ -1,11 +1,11 @@
-#include "device/PreferenceChangeListener.h"
-#include "simulator/SimulatedObject.h"
-#include "tests/Waiting.h"
+#include <algorithm>
+#include <map>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
+#include "device/PreferenceChangeListener.h"
+#include "simulator/SimulatedObject.h"
+#include "tests/Waiting.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
-#include "deviceapi/TessarigAPI.h"
-
 #include <gtest/gtest.h>
+
+#include "deviceapi/TessarigAPI.h"
 
 namespace
 {

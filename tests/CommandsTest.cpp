@@ -1,7 +1,7 @@
+#include <sstream>
+
 #include "simulator/Commands.h"
 #include "tests/SimulatorTest.h"
-
-#include <sstream>
 
 namespace
 {

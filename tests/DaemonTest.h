@@ -1,10 +1,10 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include "simulator/SteeringSocket.h"
 #include "tests/TestMachine.h"
 #include "tests/Waiting.h"
-
-#include <gtest/gtest.h>
 
 inline const std::string listeningLine = "6 Listening for Ostrivane settings changes\n";
 inline const std::string stoppedLine = "6 Stopped listening for Ostrivane settings changes\n";

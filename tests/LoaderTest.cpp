@@ -1,6 +1,6 @@
-#include "tests/TestMachine.h"
-
 #include <gtest/gtest.h>
+
+#include "tests/TestMachine.h"
 
 namespace
 {

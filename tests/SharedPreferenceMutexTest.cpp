@@ -1,13 +1,14 @@
-#include "preferences/SharedPreferenceMutex.h"
-#include "tests/TestMachine.h"
-
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "preferences/SharedPreferenceMutex.h"
+#include "tests/TestMachine.h"
 
 namespace
 {

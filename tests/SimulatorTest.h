@@ -1,9 +1,9 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include "simulator/Simulator.h"
 #include "tests/Waiting.h"
-
-#include <gtest/gtest.h>
 
 /// A machine without cards, on which nothing is saved to disk. Ends with nobody holding anything of the library.
 class SimulatorTest : public testing::Test

@@ -1,7 +1,5 @@
 #include "tests/TestMachine.h"
 
-#include "tests/Waiting.h"
-
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -16,6 +14,8 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+
+#include "tests/Waiting.h"
 
 SyslogCollector::SyslogCollector()
 {

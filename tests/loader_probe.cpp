@@ -1,8 +1,8 @@
-#include "deviceapi/ApiLoader.h"
-
 #include <cstdio>
 #include <thread>
 #include <vector>
+
+#include "deviceapi/ApiLoader.h"
 
 namespace
 {
