@@ -1,4 +1,5 @@
 #include <sys/prctl.h>
+#include <sys/resource.h>
 
 #include <csignal>
 #include <filesystem>
@@ -103,6 +104,32 @@ TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
     EXPECT_EQ(contextSwitches(daemon.pid), settled);
     daemon.signal(SIGTERM);
     EXPECT_EQ(daemon.wait(), 0);
+}
+
+TEST_F(BareDaemonTest, ADeviceForWhichNoThreadCanBeHadGoesWithoutListener)
+{
+    Child daemon = run({"-n"});
+    ASSERT_TRUE(syslog.waitFor(listeningLine));
+    {
+        SteeringClient client(stage / "socket"); // its thread is there before there are no more
+        EXPECT_EQ(client.ask("list"), "ok");
+        const rlimit none = {0, RLIM_INFINITY};
+        const rlimit any = {RLIM_INFINITY, RLIM_INFINITY};
+        prlimit(daemon.pid, RLIMIT_AS, &none, nullptr);
+        EXPECT_EQ(client.ask("plug 17"), "ok");
+        EXPECT_EQ(client.ask("plug 18 group=16 of=1 peers=18"), "ok");
+        prlimit(daemon.pid, RLIMIT_AS, &any, nullptr);
+        EXPECT_EQ(client.ask("references"), "ok 1 discovery=1"); // nobody kept the two
+        EXPECT_EQ(client.ask("plug 19"), "ok");
+        EXPECT_EQ(client.ask("plug 20 group=16 of=1 peers=20"), "ok");
+        for (const char* id : {"19", "20"})
+            EXPECT_TRUE(waitFor([&] { return client.ask(std::string("calls ") + id).ends_with("Subscribe setd"); }));
+        EXPECT_EQ(client.ask("unplug 17"), "ok");
+        EXPECT_EQ(client.ask("unplug 18"), "ok");
+    }
+    daemon.signal(SIGTERM);
+    EXPECT_EQ(daemon.wait(), 0);
+    EXPECT_EQ(contents(stage / "report"), "ok 0\n");
 }
 
 }
