@@ -1,9 +1,13 @@
 #include "simulator/CallLog.h"
 
+#include <atomic>
+
 namespace
 {
 
 constexpr size_t longestHistory = 1000;
+
+std::atomic<uint64_t> clockOfCalls = 0;
 
 }
 
@@ -15,9 +19,9 @@ void CallLog::add(const std::string& face, const std::string& operation, const s
 
     const std::lock_guard lock(mutex);
     ++counts[operation];
-    history.push_back(std::move(line));
-    if (history.size() > longestHistory)
-        history.pop_front();
+    recent.push_back({++clockOfCalls, std::move(line)});
+    if (recent.size() > longestHistory)
+        recent.pop_front();
 }
 
 int CallLog::count(const std::string& operation) const
@@ -30,5 +34,14 @@ int CallLog::count(const std::string& operation) const
 std::vector<std::string> CallLog::lines() const
 {
     const std::lock_guard lock(mutex);
-    return {history.begin(), history.end()};
+    std::vector<std::string> texts;
+    for (const Call& call : recent)
+        texts.push_back(call.text);
+    return texts;
+}
+
+std::vector<CallLog::Call> CallLog::history() const
+{
+    const std::lock_guard lock(mutex);
+    return {recent.begin(), recent.end()};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -15,11 +16,18 @@ public:
 
     /// How often the operation was called, ever.
     int count(const std::string& operation) const;
+    struct Call
+    {
+        uint64_t time; ///< Orders the calls of all objects.
+        std::string text;
+    };
+
     /// The calls as "face.Operation argument"; of a long history the last thousand.
     std::vector<std::string> lines() const;
+    std::vector<Call> history() const;
 
 private:
     mutable std::mutex mutex;
-    std::deque<std::string> history;
+    std::deque<Call> recent;
     std::map<std::string, int> counts;
 };

@@ -151,13 +151,19 @@ std::string list(Simulator& simulator, const Words&)
     return answer;
 }
 
+/// Of one card, or of all there ever were in the order of the calls, each behind its card's id.
 std::string calls(Simulator& simulator, const Words& words)
 {
+    std::vector<CallLog::Call> all;
+    const bool one = words.size() > 1;
+    for (const std::string& id : one ? Words{recordId(words[1])} : simulator.recorded())
+        for (const CallLog::Call& call : simulator.recordOf(id)->calls.history())
+            all.push_back({call.time, one ? call.text : id + ":" + call.text});
+    std::sort(all.begin(), all.end(), [](const auto& left, const auto& right) { return left.time < right.time; });
+
     std::string answer;
-    const Words ids = words.size() > 1 ? Words{recordId(words[1])} : simulator.recorded();
-    for (const std::string& id : ids)
-        for (const std::string& line : simulator.recordOf(id)->calls.lines())
-            answer += (answer.empty() ? " " : "; ") + (words.size() > 1 ? line : id + ":" + line);
+    for (const CallLog::Call& call : all)
+        answer += (answer.empty() ? " " : "; ") + call.text;
     return answer;
 }
 
