@@ -1,10 +1,14 @@
 #include "device/OstrivaneHelper.h"
 
+#include <malloc.h>
 #include <pthread.h>
 
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <memory>
+
+#include "preferences/PreferenceUpdater.h"
 
 namespace
 {
@@ -37,8 +41,12 @@ void OstrivaneHelper::start()
 {
     if (!preferenceMutex.open(true))
         return;
+    auto updater = std::make_unique<PreferenceUpdater>(false);
+    static_cast<void>(updater->update()); // a file that stays as it was is no reason not to start
     notifier.start([this](const COMPtr<ITessarig>& device) { deviceArrived(device); },
                    [this](const COMPtr<ITessarig>& device) { deviceRemoved(device); });
+    updater.reset();
+    malloc_trim(0); // what a large file took must not weigh on a process that runs for months
 }
 
 void OstrivaneHelper::deviceArrived(const COMPtr<ITessarig>& device)

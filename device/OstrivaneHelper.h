@@ -37,7 +37,8 @@ public:
     /// device has returned. Takes `listenersMutex`, but not while it waits for a worker, and then `groupMutex`.
     virtual void deviceRemoved(const COMPtr<ITessarig>& device);
 
-    /// Opens the shared mutex and begins to watch for devices. If the mutex can't be had, no device is ever seen.
+    /// Opens the shared mutex, migrates the system-wide preference file and begins to watch for devices. If the mutex
+    /// can't be had, none of the rest happens and no device is ever seen.
     void start();
 
     /// Makes the listeners of a complete group, in the order in which the library names the members' peers. Runs on the

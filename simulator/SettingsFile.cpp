@@ -1,23 +1,17 @@
 #include "simulator/SettingsFile.h"
 
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 
-bool saveSettingsFile(int64_t id, const SimulatedCard::Settings& settings)
+#include "preferences/PreferenceIO.h"
+#include "preferences/PreferenceStore.h"
+
+bool saveSettings(int64_t id, const SimulatedCard::Settings& settings)
 {
-    const std::filesystem::path folder = "/etc/quillstone";
-    const std::filesystem::path target = folder / ("card" + std::to_string(id) + ".settings");
-    const std::filesystem::path temporary = target.string() + "~";
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-
-    std::ofstream file(temporary);
-    for (const auto& [name, value] : settings)
-        file << name << '=' << value << '\n';
-    file.close();
-    if (!file)
+    PreferenceStore store(false);
+    // A file that is there but can't be read is somebody's all the same: a new one must not take its place.
+    if (!store.read() && std::filesystem::exists(store.io->path))
         return false;
-    std::filesystem::rename(temporary, target, error);
-    return !error;
+    for (const auto& [name, value] : settings)
+        store.set(std::to_string(id), name, value);
+    return store.write();
 }

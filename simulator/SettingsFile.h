@@ -2,6 +2,6 @@
 
 #include "simulator/SimulatedCard.h"
 
-/// Saves a card's settings as lines of name and value into a file of the card's own, which changes in one step.
-/// False if that failed. The caller holds the SharedPreferenceMutex.
-bool saveSettingsFile(int64_t id, const SimulatedCard::Settings& settings);
+/// Puts a card's settings into the system-wide preference file, under the card's key, beside what stands there. False
+/// if that failed; the file is then as it was. The caller holds the SharedPreferenceMutex.
+bool saveSettings(int64_t id, const SimulatedCard::Settings& settings);

@@ -68,7 +68,7 @@ Simulator& Simulator::instance()
     return simulator;
 }
 
-Simulator::Simulator() : saveSettings(saveSettingsFile) {}
+Simulator::Simulator() : saveSettings(::saveSettings) {}
 
 bool Simulator::plug(int64_t id, const std::optional<GroupPlace>& place)
 {

@@ -24,7 +24,10 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
     ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Subscribe setd"); }));
     EXPECT_EQ(say("change 17 Gain=0.5"), "ok");
     ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Post pref 0 0"); }));
-    EXPECT_EQ(contents("/etc/quillstone/card17.settings"), "Gain=0.5\n");
+    EXPECT_EQ(contents("/etc/quillstone/QuillstonePreferences.xml"),
+              "<?xml version=\"1.0\" encoding=\"ISO-8859-1\" standalone=\"true\" ?>\n<QuillstonePreferences>\n"
+              "    <card id=\"17\">\n        <attribute name=\"Gain\" value=\"0.5\" />\n    </card>\n"
+              "</QuillstonePreferences>\n");
     EXPECT_EQ(say("references"), "ok 5 17=4 discovery=1");
     EXPECT_EQ(say("unplug 17"), "ok");
     EXPECT_EQ(say("references"), "ok 1 discovery=1");

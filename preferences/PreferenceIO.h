@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+
+class PreferenceStore;
+
+/// Carries the table of a store to and from its preference file, and knows the rules of its keys. Belongs to the store
+/// and is used by the same one thread.
+///
+/// The file may be written by every user of the machine and is read by root, so reading takes nothing on trust: it
+/// costs time and memory in proportion to the file, whatever the file holds, and refuses what would bring the parser
+/// down.
+class PreferenceIO
+{
+public:
+    /// The store outlives this object. The path is empty, and so reading and writing fail, if the user's file is wanted
+    /// and HOME is not set.
+    PreferenceIO(PreferenceStore* store, bool useUserFile);
+
+    /// Replaces the table if the file is a preference file. False leaves the table alone; the file is never changed.
+    bool read();
+
+    /// Replaces the file in one step, once the new one is on the disk: at any moment a whole file stands at the path.
+    /// False leaves it alone and nothing beside it. Throws boost::filesystem::filesystem_error if its folder can be
+    /// neither looked at nor made.
+    bool write();
+
+    bool reset();
+
+    /// Whether the key is that of a group: whether "group" occurs in it.
+    static bool isGroup(const std::string& key);
+
+    /// The key of the group that a card belongs to, sixteen consecutive ids to one; a group's key gives itself. A key
+    /// without a number, or with one beyond 64 bits, gives "group" alone.
+    static std::string groupKey(const std::string& key);
+
+    const std::string path;
+    PreferenceStore* const store;
+};

@@ -1,0 +1,130 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <optional>
+
+#include <tinyxml.h>
+
+#include "preferences/ParserLimits.h"
+#include "preferences/PreferenceIO.h"
+#include "preferences/PreferenceStore.h"
+
+namespace
+{
+
+constexpr const char* systemPath = "/etc/quillstone/QuillstonePreferences.xml";
+constexpr const char* pathInHome = "/.config/quillstone/QuillstonePreferences.xml";
+
+std::string choosePath(bool useUserFile)
+{
+    if (!useUserFile)
+        return systemPath;
+    const char* home = getenv("HOME");
+    return home ? std::string(home) + pathInHome : std::string();
+}
+
+struct StreamCloser
+{
+    void operator()(FILE* stream) const { fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, StreamCloser>;
+
+/// Opens a regular file, and nothing else: a folder opens too, but its end lies at 2^63-1, and a pipe waits for
+/// somebody to write.
+Stream openRegularFile(const std::string& path)
+{
+    const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0)
+        return nullptr;
+    struct stat status = {};
+    Stream stream;
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
+        stream.reset(fdopen(descriptor, "rb"));
+    if (!stream)
+        close(descriptor);
+    return stream;
+}
+
+/// What the parser would see of the file: up to the first NUL byte, with line ends as line feeds. Nothing if the file
+/// can't be read.
+///
+/// It is read once and parsed from memory: somebody may write into the file between a look at it and the parsing.
+std::optional<std::string> textOf(const std::string& path)
+{
+    const Stream stream = openRegularFile(path);
+    if (!stream)
+        return std::nullopt;
+    std::string text;
+    char block[1 << 16];
+    size_t count = 0;
+    bool afterReturn = false;
+    while ((count = fread(block, 1, sizeof block, stream.get())) > 0)
+    {
+        const char* end = std::find(block, block + count, '\0');
+        for (const char* byte = block; byte != end; ++byte)
+        {
+            if (*byte != '\n' || !afterReturn)
+                text += *byte == '\r' ? '\n' : *byte;
+            afterReturn = *byte == '\r';
+        }
+        if (end != block + count)
+            break;
+    }
+    if (ferror(stream.get()))
+        return std::nullopt;
+    return text;
+}
+
+bool parse(std::string& text, TiXmlDocument& document)
+{
+    // A sequence of bytes that is cut off by the end takes up to three more.
+    text += "\n\n\n";
+    const Stream stream(fmemopen(text.data(), text.size(), "rb"));
+    return stream && document.LoadFile(stream.get());
+}
+
+void readAttributes(const TiXmlElement& element, const std::string& key, PreferenceStore& store)
+{
+    // The forms with std::string: those with const char* end a value at a NUL that stood there as an entity.
+    static const std::string nameWord = "name";
+    static const std::string valueWord = "value";
+    for (const TiXmlElement* child = element.FirstChildElement(); child; child = child->NextSiblingElement())
+    {
+        if (child->ValueStr() != "attribute")
+            continue;
+        const std::string* name = child->Attribute(nameWord);
+        const std::string* value = child->Attribute(valueWord);
+        if (name && value)
+            store.set(key, *name, *value);
+    }
+}
+
+}
+
+PreferenceIO::PreferenceIO(PreferenceStore* store, bool useUserFile) : path(choosePath(useUserFile)), store(store) {}
+
+bool PreferenceIO::read()
+{
+    std::optional<std::string> text = textOf(path);
+    if (!text || text->empty() || !fitsParser(*text))
+        return false;
+    const std::unique_ptr<TiXmlDocument> document(new (std::nothrow) TiXmlDocument);
+    if (!document || !parse(*text, *document))
+        return false;
+    const TiXmlElement* root = document->FirstChildElement();
+    if (!root || root->ValueStr() != "QuillstonePreferences")
+        return false;
+
+    static const std::string idWord = "id";
+    store->clear();
+    for (const TiXmlElement* element = root->FirstChildElement(); element; element = element->NextSiblingElement())
+        if (const std::string* id = element->Attribute(idWord))
+            readAttributes(*element, element->ValueStr() == "group" ? "group" + *id : *id, *store);
+    return true;
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include <boost/variant2/variant.hpp>
+
+class PreferenceIO;
+
+/// A setting's value. Made from a string literal it would be a bool, as the literal is a pointer: say std::string.
+/// Whatever it was when it was written, it is a string when it is read again.
+using PreferenceValue = boost::variant2::variant<bool, long, double, std::string>;
+
+/// The attributes of one key, in the order in which each name was first set.
+using PreferenceAttributes = std::list<std::pair<std::string, PreferenceValue>>;
+
+/// All keys, in the order in which each was first set. A key is a card's id or "group" and the group's id.
+using PreferenceTable = std::list<std::pair<std::string, PreferenceAttributes>>;
+
+/// One preference file in memory: a table that changes only here until write() is called.
+///
+/// Used by one thread from construction to destruction. Names and keys are compared as bytes. Looking one up costs the
+/// same in a large table as in a small one.
+class PreferenceStore
+{
+public:
+    using Visitor = std::function<void(const std::string& name, PreferenceValue& value)>;
+
+    /// Chooses between the user's own file and the system-wide one. Touches neither.
+    explicit PreferenceStore(bool useUserFile);
+    ~PreferenceStore();
+    PreferenceStore(const PreferenceStore&) = delete;
+    PreferenceStore& operator=(const PreferenceStore&) = delete;
+
+    bool has(const std::string& key, const std::string& name) const;
+    /// False leaves `value` alone.
+    bool get(const std::string& key, const std::string& name, PreferenceValue& value) const;
+    /// Makes the key and the attribute, each behind those that are there, or changes the value where it stands.
+    void set(const std::string& key, const std::string& name, const PreferenceValue& value);
+    /// The key stays, even without attributes.
+    void remove(const std::string& key, const std::string& name);
+    void removeKey(const std::string& key);
+    std::list<std::string> keys() const;
+
+    /// Hands out copies: what the visitor does to its value does not reach the table. It must not change the store.
+    void forEachAttribute(const std::string& key, const Visitor& visitor);
+    void forEachAttribute(const std::string& key, const Visitor& visitor) const;
+
+    void clear();
+
+    /// Replaces the table by what the file holds; false leaves the table alone.
+    bool read();
+    /// Replaces the file by the table; false leaves the file alone. Throws boost::filesystem::filesystem_error if the
+    /// file's folder can be neither looked at nor made; that leaves it alone too.
+    bool write();
+    /// Empties the table and writes it.
+    bool reset();
+
+    const bool useUserFile;
+    PreferenceTable table; ///< Changed by the operations above alone, which keep the index in step.
+    std::unique_ptr<PreferenceIO> io;
+
+private:
+    /// Where a key stands, and where its attributes stand. The names are those in the lists, whose nodes don't move.
+    struct Place
+    {
+        PreferenceTable::iterator key;
+        std::unordered_map<std::string_view, PreferenceAttributes::iterator> attributes;
+    };
+
+    const PreferenceValue* find(const std::string& key, const std::string& name) const;
+    Place& placeOf(const std::string& key);
+
+    std::unordered_map<std::string_view, Place> index;
+};

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "preferences/PreferenceStore.h"
+
+/// Moves settings that a preference file holds for a group of cards down to each card of the group.
+///
+/// Six attributes of network output once belonged to groups; update() gives them to the cards under new names. A file
+/// in which that is done needs no mark: nothing is found, and the file is not touched. Used by one thread.
+class PreferenceUpdater
+{
+public:
+    /// What a move or an update came to; the numbers are the results of the operations below.
+    enum Result : int
+    {
+        Nothing = 0, ///< Nothing to move.
+        Moved = 1,
+        Failed = 2 ///< A group without cards, or a file that could not be read or written.
+    };
+
+    using Cards = std::set<std::string>;
+
+    /// Chooses the file, as PreferenceStore does. Touches none.
+    explicit PreferenceUpdater(bool useUserFile);
+    PreferenceUpdater(const PreferenceUpdater&) = delete;
+    PreferenceUpdater& operator=(const PreferenceUpdater&) = delete;
+
+    /// Reads the file, moves, and writes it if anything was moved or failed to. On Failed, what could be moved was, and
+    /// the file is whole; a later update tries the rest again. Throws nothing.
+    int update();
+
+    /// Walks over the keys that there are at the beginning, so that `fn` may change the table.
+    void forEachKey(const std::function<void(std::string)>& fn);
+
+    int moveAttributeToCards(const std::string& key, const std::string& oldName, const std::string& newName);
+    int moveAttributeToCards(const std::string& key, const std::string& name);
+
+    /// Ordered by their bytes. Empty if the key is not a group's.
+    Cards cardsOfGroup(const std::string& key);
+
+    void tally(int result);
+    int summary() const;
+
+    void setAttribute(const std::string& key, const std::string& name, const PreferenceValue& value);
+    bool getAttribute(const std::string& key, const std::string& name, PreferenceValue& value) const;
+    void removeAttribute(const std::string& key, const std::string& name);
+    void removeKey(const std::string& key);
+    bool reload();
+    bool save();
+
+    std::unique_ptr<PreferenceStore> store;
+    int changedCount = 0; ///< Moves of one attribute off one group that worked, in the last update.
+    int failedCount = 0;  ///< And those that did not.
+
+private:
+    int move(const std::string& key, const std::string& oldName, const std::string& newName, const Cards& cards);
+    void moveAll();
+};
