@@ -104,8 +104,9 @@ int HelperDaemon::writePidFile()
         syslog(LOG_CRIT, "Failed to open pidfile: %s (%u)\n", pidFilePath, static_cast<unsigned>(errno));
         return 1;
     }
-    fprintf(file, "%u\n", static_cast<unsigned>(getpid()));
-    fclose(file);
+    // A full disk is no reason not to run.
+    static_cast<void>(fprintf(file, "%u\n", static_cast<unsigned>(getpid())));
+    static_cast<void>(fclose(file));
     return 0;
 }
 
@@ -116,7 +117,7 @@ int HelperDaemon::run()
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
 
-    fwrite("Start\n", 1, 6, stderr);
+    static_cast<void>(fwrite("Start\n", 1, 6, stderr));
     // Before any thread exists, so that each inherits the block: a signal at any moment waits for the sigwait below,
     // and the stop is orderly.
     const int maskError = sigprocmask(SIG_BLOCK, &signals, nullptr) == 0 ? 0 : errno;

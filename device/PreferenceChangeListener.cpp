@@ -39,7 +39,7 @@ void PreferenceChangeListener::unsubscribe()
     if (!notification)
         return;
     for (const uint32_t topic : {Topic::setd, Topic::hwic, Topic::hwiC})
-        static_cast<void>(notification->Unsubscribe(topic, this));
+        contained([&] { static_cast<void>(notification->Unsubscribe(topic, this)); });
 }
 
 ResultCode PreferenceChangeListener::QueryInterface(InterfaceId iid, void** out)
@@ -62,21 +62,10 @@ int64_t PreferenceChangeListener::Release()
 
 ResultCode PreferenceChangeListener::Notify(uint32_t topic, int64_t param1, int64_t param2)
 {
-    const auto value = static_cast<uint32_t>(param1); // the low half is the device's, the rest means nothing to it
-    switch (topic)
-    {
-    case Topic::setd:
+    if (topic == Topic::setd)
         requestSave();
-        break;
-    case Topic::hwic:
-        hardwareNotificationTaken(hardwareState->HandleHardwareNotification(value));
-        break;
-    case Topic::hwiC:
-        hardwareNotificationTaken(hardwareState->HandleHardwareNotificationEx(value, param2));
-        break;
-    default:
-        break;
-    }
+    else if ((topic == Topic::hwic || topic == Topic::hwiC) && hardwareState)
+        contained([&] { forward(topic, static_cast<uint32_t>(param1), param2); }); // the low half is the device's
     return S_OK;
 }
 
@@ -87,8 +76,10 @@ void PreferenceChangeListener::requestSave()
     wakeup.notify_one();
 }
 
-void PreferenceChangeListener::hardwareNotificationTaken(int32_t result)
+void PreferenceChangeListener::forward(uint32_t topic, uint32_t value, int64_t extra)
 {
+    const int32_t result = topic == Topic::hwic ? hardwareState->HandleHardwareNotification(value)
+                                                : hardwareState->HandleHardwareNotificationEx(value, extra);
     if (result >= 0)
         static_cast<void>(configuration->HardwareNotificationHandled());
 }

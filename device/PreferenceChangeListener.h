@@ -67,5 +67,5 @@ private:
     bool subscribe();
     void save();
     void requestSave();
-    void hardwareNotificationTaken(int32_t result);
+    void forward(uint32_t topic, uint32_t value, int64_t extra);
 };

@@ -39,14 +39,14 @@ public:
 
     /// Asks `source` for the interface `id`. Stays empty if the source is null or does not have it: the pointer tells,
     /// the result code does not count.
-    COMPtr(IUnknown* source, const InterfaceId& id) : iid(id)
+    explicit COMPtr(IUnknown* source, const InterfaceId& id) : iid(id)
     {
         if (source)
             static_cast<void>(source->QueryInterface(id, Out(&ptr)));
     }
 
     template <typename Source>
-    COMPtr(const COMPtr<Source>& source, const InterfaceId& id) : COMPtr(source.ptr, id)
+    explicit COMPtr(const COMPtr<Source>& source, const InterfaceId& id) : COMPtr(source.ptr, id)
     {
     }
 

@@ -7,5 +7,6 @@
 /// than 64 attributes of one element; the preference file has three and two.
 ///
 /// Walks through the text as the parser does, so that nothing counts that it takes for a comment, a value or the like,
-/// and all counts that it takes for an element. Linear in the text. `text` holds no NUL and no carriage return.
+/// and all counts that it takes for an element. Linear in the text. `text` holds no NUL and no carriage return, and
+/// ends in three bytes of space.
 bool fitsParser(const std::string& text);

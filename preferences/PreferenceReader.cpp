@@ -51,8 +51,12 @@ Stream openRegularFile(const std::string& path)
     return stream;
 }
 
+/// In its UTF-8 mode the parser takes up to three bytes behind a first one without a look at them, so a sequence that
+/// is cut off by the end would take it past the end.
+constexpr const char* padding = "\n\n\n";
+
 /// What the parser would see of the file: up to the first NUL byte, with line ends as line feeds. Nothing if the file
-/// can't be read.
+/// is empty or can't be read.
 ///
 /// It is read once and parsed from memory: somebody may write into the file between a look at it and the parsing.
 std::optional<std::string> textOf(const std::string& path)
@@ -76,15 +80,13 @@ std::optional<std::string> textOf(const std::string& path)
         if (end != block + count)
             break;
     }
-    if (ferror(stream.get()))
+    if (ferror(stream.get()) || text.empty())
         return std::nullopt;
-    return text;
+    return text + padding;
 }
 
 bool parse(std::string& text, TiXmlDocument& document)
 {
-    // A sequence of bytes that is cut off by the end takes up to three more.
-    text += "\n\n\n";
     const Stream stream(fmemopen(text.data(), text.size(), "rb"));
     return stream && document.LoadFile(stream.get());
 }
@@ -112,7 +114,7 @@ PreferenceIO::PreferenceIO(PreferenceStore* store, bool useUserFile) : path(choo
 bool PreferenceIO::read()
 {
     std::optional<std::string> text = textOf(path);
-    if (!text || text->empty() || !fitsParser(*text))
+    if (!text || !fitsParser(*text))
         return false;
     const std::unique_ptr<TiXmlDocument> document(new (std::nothrow) TiXmlDocument);
     if (!document || !parse(*text, *document))

@@ -47,7 +47,7 @@ bool SharedPreferenceMutex::open(bool create)
     segment = nullptr;
     close(fd);
     if (create)
-        shm_unlink(name);
+        shm_unlink(name); // the name is this creator's: it made it, and nobody could use what stands there
     return false;
 }
 

@@ -31,11 +31,11 @@ install_packages() {
     }
 }
 
-# build PRESET [cmake options]: configures and builds into build/PRESET.
+# build PRESET [targets]: configures and builds into build/PRESET. On CI a warning is an error.
 build() {
     local preset=$1
     shift
     echo "Building ($preset)"
-    cmake --preset "$preset" "$@" >/dev/null
-    cmake --build --preset "$preset" -- --quiet
+    cmake --preset "$preset" ${CI:+-DOSTRIVANE_WERROR=ON} >/dev/null
+    cmake --build --preset "$preset" -- --quiet "$@"
 }

@@ -123,23 +123,66 @@ std::string hardware(Simulator& simulator, const Words& words)
     return {};
 }
 
+/// A name that nothing has would be a fault that never comes.
+const std::string& knownName(const std::string& text, const char* const* names, char separator)
+{
+    const std::string name = text.substr(0, text.find(separator));
+    for (; *names; ++names)
+        if (name == *names)
+            return text;
+    throw CommandError("unknown name " + text);
+}
+
+/// An operation, or operation:argument.
+const std::string& callName(const std::string& text)
+{
+    static constexpr const char* calls[] = {"CreateTessarigAPIInformationInstance",
+                                            "CreateTessarigDiscoveryInstance",
+                                            "InstallDeviceNotifications",
+                                            "QueryInterface",
+                                            "GetInt",
+                                            "HandleHardwareNotification",
+                                            "HandleHardwareNotificationEx",
+                                            "HardwareNotificationHandled",
+                                            "PersistState",
+                                            "PrepareDevice",
+                                            "PrepareGroup",
+                                            "Subscribe",
+                                            "Unsubscribe",
+                                            "Post",
+                                            "GetDevice",
+                                            "GetPeerIterator",
+                                            "Next",
+                                            nullptr};
+    return knownName(text, calls, ':');
+}
+
+/// An interface, or interface@configuration.
+const std::string& interfaceName(const std::string& text)
+{
+    static constexpr const char* interfaces[] = {
+        "ITessarigAttributes",       "ITessarigHardwareState", "ITessarigConfiguration", "ITessarigNotification",
+        "ITessarigTopicBroadcaster", "ITessarigGroupedDevice", "ITessarigPeerDevice",    nullptr};
+    return knownName(text, interfaces, '@');
+}
+
 std::string fail(Simulator& simulator, const Words& words)
 {
     const auto code = number<uint32_t>(words[3], "a result code");
-    simulator.recordOf(recordId(words[1]))->faults.fail(words[2], code);
+    simulator.recordOf(recordId(words[1]))->faults.fail(callName(words[2]), code);
     return {};
 }
 
 std::string slow(Simulator& simulator, const Words& words)
 {
     const auto time = duration(words[3]);
-    simulator.recordOf(recordId(words[1]))->faults.slow(words[2], time);
+    simulator.recordOf(recordId(words[1]))->faults.slow(callName(words[2]), time);
     return {};
 }
 
 std::string absent(Simulator& simulator, const Words& words)
 {
-    simulator.recordOf(recordId(words[1]))->faults.absent(words[2]);
+    simulator.recordOf(recordId(words[1]))->faults.absent(interfaceName(words[2]));
     return {};
 }
 

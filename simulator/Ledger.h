@@ -10,7 +10,7 @@ class Ledger
 {
 public:
     void add(const std::string& holder);
-    /// A reference given back that was never held ends the process: nothing after it could be trusted.
+    /// Only what was added before.
     void remove(const std::string& holder);
 
     int64_t total() const;

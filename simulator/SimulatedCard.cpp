@@ -141,9 +141,9 @@ ResultCode SimulatedCard::Notification::Subscribe(uint32_t topic, ITessarigNotif
 
 ResultCode SimulatedCard::Notification::Unsubscribe(uint32_t topic, ITessarigNotificationCallback* callback)
 {
-    static_cast<void>(object.called(face, "Unsubscribe", codeText(topic)));
-    object.subscriptions.remove(topic, callback);
-    return S_OK;
+    const ResultCode result = object.called(face, "Unsubscribe", codeText(topic));
+    object.subscriptions.remove(topic, callback); // whatever it answers, it keeps its promise
+    return result;
 }
 
 ResultCode SimulatedCard::Broadcaster::Post(uint32_t topic, int64_t param1, int64_t param2)

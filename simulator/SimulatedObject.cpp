@@ -42,6 +42,12 @@ void placeholderCalled()
     abort();
 }
 
+void releasedTooOften(const char* what)
+{
+    fprintf(stderr, "simulator: one Release too many on %s\n", what);
+    abort();
+}
+
 std::string codeText(uint32_t code)
 {
     std::string text;

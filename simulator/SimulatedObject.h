@@ -9,6 +9,12 @@
 #include "simulator/Faults.h"
 #include "simulator/Ledger.h"
 
+/// Stands at the positions of a table that nobody may call.
+[[noreturn]] void placeholderCalled();
+
+/// A reference was given back that was never held: nothing after that could be trusted.
+[[noreturn]] void releasedTooOften(const char* what);
+
 /// What is kept of an object under its id, from before it comes until after it has gone.
 struct Record
 {
@@ -72,6 +78,8 @@ public:
     int64_t Release() override
     {
         const int64_t left = --references;
+        if (left < 0)
+            releasedTooOften(face);
         object.referenceRemoved();
         return left;
     }
@@ -83,9 +91,6 @@ protected:
 private:
     std::atomic<int64_t> references = 0;
 };
-
-/// Stands at the positions of a table that nobody may call.
-[[noreturn]] void placeholderCalled();
 
 /// A four-character code as text.
 std::string codeText(uint32_t code);

@@ -94,6 +94,8 @@ void SteeringSocket::accept()
     while (true)
     {
         const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        if (descriptor < 0 && errno == ECONNABORTED)
+            continue;
         if (descriptor < 0)
             return;
         removeEnded();

@@ -18,15 +18,17 @@ void Subscriptions::add(uint32_t topic, ITessarigNotificationCallback* callback)
 void Subscriptions::remove(uint32_t topic, ITessarigNotificationCallback* callback)
 {
     const Subscription subscription{topic, callback};
+    bool subscribed = false;
     {
         std::unique_lock lock(mutex);
         const auto entry = std::find(subscriptions.begin(), subscriptions.end(), subscription);
-        if (entry == subscriptions.end())
-            return;
-        subscriptions.erase(entry);
+        subscribed = entry != subscriptions.end();
+        if (subscribed)
+            subscriptions.erase(entry);
         deliveryEnded.wait(lock, [&] { return !runsElsewhere(subscription); });
     }
-    callback->Release();
+    if (subscribed)
+        callback->Release();
 }
 
 void Subscriptions::deliver(uint32_t topic, int64_t param1, int64_t param2)

@@ -1,5 +1,6 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 #include <csignal>
 #include <filesystem>
@@ -55,7 +56,9 @@ TEST_F(BareDaemonTest, EndsWhereACallOfItsWayIntoTheBackgroundFails)
         if (!row.message.empty())
         {
             EXPECT_TRUE(syslog.waitFor(row.message));
-            EXPECT_EQ(Child::waitFor(-1), 1); // the one that it left
+            int status = 0;
+            EXPECT_GT(waitpid(-1, &status, 0), 0); // the one that it left
+            EXPECT_EQ(WEXITSTATUS(status), 1);
         }
         EXPECT_EQ(errors(), row.errors);
     }
@@ -123,7 +126,8 @@ TEST_F(BareDaemonTest, ADeviceForWhichNoThreadCanBeHadGoesWithoutListener)
         EXPECT_EQ(client.ask("plug 19"), "ok");
         EXPECT_EQ(client.ask("plug 20 group=16 of=1 peers=20"), "ok");
         for (const char* id : {"19", "20"})
-            EXPECT_TRUE(waitFor([&] { return client.ask(std::string("calls ") + id).ends_with("Subscribe setd"); }));
+            EXPECT_TRUE(waitFor(
+                [&] { return client.ask(std::string("calls ") + id).find("Subscribe setd") != std::string::npos; }));
         EXPECT_EQ(client.ask("unplug 17"), "ok");
         EXPECT_EQ(client.ask("unplug 18"), "ok");
     }

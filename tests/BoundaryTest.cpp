@@ -46,6 +46,33 @@ TEST(BoundaryTest, EveryOperationHasItsPosition)
     EXPECT_EQ(positionOf(&ITessarigNotificationCallback::Notify), 3U);
 }
 
+TEST(BoundaryTest, IdsAndCodesAreTheLibrarys)
+{
+    const std::pair<InterfaceId, const char*> ids[] = {
+        {IID_IUnknown, "0000000000000000C000000000000046"},
+        {IID_ITessarigGroupedDevice, "30D4142939984B6D84F878C94A797C6E"},
+        {IID_ITessarigAttributes, "F47551D7AD2247AFBCFD6BE88AA879D9"},
+        {IID_ITessarigHardwareState, "89D202A8D97149E4A97FAE9D06E0CDD4"},
+        {IID_ITessarigConfiguration, "5A68FFD41C124EDEA6D245451D385FC1"},
+        {IID_ITessarigNotification, "1D70FAACFD2748669DE60939D1E4C7F1"},
+        {IID_ITessarigTopicBroadcaster, "2A7320AB3F9C4ED1B364D17132CDC93D"},
+        {IID_ITessarigPeerDevice, "16093466674A432B9DA01AC2C5A8241C"},
+        {IID_ITessarigNotificationCallback, "B002A1EC070D42888289BD5D36E5FF0D"}};
+    for (const auto& [id, expected] : ids)
+    {
+        char text[33];
+        for (int i = 0; i < 16; ++i)
+            snprintf(text + 2 * i, 3, "%02X", id.bytes[i]);
+        EXPECT_STREQ(text, expected);
+    }
+    const std::pair<uint32_t, const char*> codes[] = {
+        {Topic::setd, "setd"},     {Topic::hwic, "hwic"},     {Topic::hwiC, "hwiC"},
+        {Topic::pref, "pref"},     {Attribute::dgid, "dgid"}, {Attribute::nsbd, "nsbd"},
+        {Attribute::subi, "subi"}, {Attribute::peid, "peid"}, {Information::eicf, "eicf"}};
+    for (const auto& [code, text] : codes)
+        EXPECT_EQ(codeText(code), text);
+}
+
 /// A device made of bare tables of functions, as a library in another language would make it: nothing of it comes from
 /// the interfaces' declarations.
 struct BareObject

@@ -1,4 +1,5 @@
 #include "tests/DaemonTest.h"
+#include "preferences/SharedPreferenceMutex.h"
 
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -6,6 +7,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 namespace
 {
@@ -15,6 +17,7 @@ using Lines = std::vector<std::string>;
 TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
 {
     umask(0);
+    std::ofstream(stage / "pid") << "an older and longer one";
     Child daemon = run({"-n", "-p", stage / "pid"});
     ASSERT_TRUE(syslog.waitFor(listeningLine));
     EXPECT_EQ(contents(stage / "pid"), std::to_string(daemon.pid) + "\n");
@@ -22,19 +25,29 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
 
     EXPECT_EQ(say("plug 17"), "ok");
     ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Subscribe setd"); }));
+
+    SharedPreferenceMutex other; // another program that saves preferences
+    ASSERT_TRUE(other.open(false));
+    other.lock();
+    EXPECT_EQ(say("slow 17 Post 100ms"), "ok");
     EXPECT_EQ(say("change 17 Gain=0.5"), "ok");
+    EXPECT_TRUE(staysAt(std::string::npos, [&] { return say("calls 17").find("PersistState"); }));
+    other.unlock();
     ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Post pref 0 0"); }));
+    EXPECT_EQ(pthread_mutex_trylock(other.segment), 0) << "still held while it posts";
+    other.unlock();
     EXPECT_EQ(contents("/etc/quillstone/QuillstonePreferences.xml"),
               "<?xml version=\"1.0\" encoding=\"ISO-8859-1\" standalone=\"true\" ?>\n<QuillstonePreferences>\n"
               "    <card id=\"17\">\n        <attribute name=\"Gain\" value=\"0.5\" />\n    </card>\n"
               "</QuillstonePreferences>\n");
-    EXPECT_EQ(say("references"), "ok 5 17=4 discovery=1");
+    EXPECT_TRUE(waitFor([&] { return say("references") == "ok 5 17=4 discovery=1"; }));
     EXPECT_EQ(say("unplug 17"), "ok");
     EXPECT_EQ(say("references"), "ok 1 discovery=1");
 
     EXPECT_EQ(say("plug 18"), "ok"); // and is there at the stop
     daemon.signal(SIGTERM);
     EXPECT_EQ(daemon.wait(), 0);
+    EXPECT_TRUE(syslog.waitForCount(2));
     EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
     EXPECT_EQ(errors(), "Start\n");
     EXPECT_EQ(contents(stage / "report"), "ok 0\n");
@@ -49,16 +62,17 @@ TEST_F(DaemonTest, GoesIntoTheBackground)
     Child launcher = run({"-p", stage / "pid"});
     EXPECT_EQ(launcher.wait(), 0);
     ASSERT_TRUE(syslog.waitFor(listeningLine));
-    const pid_t daemon = std::stoi(contents(stage / "pid"));
-    const std::filesystem::path process = "/proc/" + std::to_string(daemon);
-    EXPECT_EQ(getsid(daemon), daemon);
+    Child daemon(std::stoi(contents(stage / "pid")));
+    const std::filesystem::path process = "/proc/" + std::to_string(daemon.pid);
+    EXPECT_EQ(getsid(daemon.pid), daemon.pid);
     EXPECT_EQ(std::filesystem::read_symlink(process / "cwd"), "/");
     for (const char* descriptor : {"0", "1", "2"})
         EXPECT_EQ(std::filesystem::read_symlink(process / "fd" / descriptor), "/dev/null");
     EXPECT_EQ(modeOf(stage / "pid"), "666");
     EXPECT_EQ(modeOf(segmentPath), "666");
-    kill(daemon, SIGINT);
-    EXPECT_EQ(Child::waitFor(daemon), 0);
+    daemon.signal(SIGINT);
+    EXPECT_EQ(daemon.wait(), 0);
+    EXPECT_TRUE(syslog.waitForCount(2));
     EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
     EXPECT_EQ(errors(), "");
 }
@@ -84,9 +98,10 @@ TEST_F(DaemonTest, TakesItsOptionsInEveryForm)
         SCOPED_TRACE(row.options.back());
         const size_t before = syslog.messages().size();
         Child daemon = run(row.options);
-        ASSERT_TRUE(waitFor([&] { return syslog.messages().size() == before + 1; }));
+        ASSERT_TRUE(syslog.waitForCount(before + 1));
         daemon.signal(SIGINT);
         EXPECT_EQ(daemon.wait(), 0);
+        EXPECT_TRUE(syslog.waitForCount(before + 2));
         EXPECT_NE(errors().find(row.diagnostic), std::string::npos) << errors();
         EXPECT_TRUE(errors().ends_with("Start\n"));
         EXPECT_EQ(exists(pid), row.pidFile);
@@ -131,10 +146,11 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         environment["TESSARIG_SIMULATOR_COMMANDS"] = row.commands;
         const size_t before = syslog.messages().size();
         Child daemon = run({"-n"});
-        ASSERT_TRUE(waitFor([&] { return syslog.messages().size() == before + 1; }));
+        ASSERT_TRUE(syslog.waitForCount(before + 1));
         EXPECT_EQ(syslog.messages().back(), listeningLine);
         daemon.signal(SIGTERM);
         EXPECT_EQ(daemon.wait(), 0);
+        EXPECT_TRUE(syslog.waitForCount(before + 2));
         EXPECT_TRUE(errors().starts_with("Start\n"));
         EXPECT_NE(errors().find(row.complaint), std::string::npos);
         EXPECT_EQ(contents(stage / "report"), row.report);
@@ -151,7 +167,7 @@ TEST_F(DaemonTest, ASignalDuringTheStartStopsInOrder)
     daemon.signal(SIGTERM);
     daemon.signal(SIGINT); // stays pending
     EXPECT_EQ(daemon.wait(), 0);
-    EXPECT_TRUE(syslog.waitFor(stoppedLine));
+    EXPECT_TRUE(syslog.waitForCount(2));
     EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
     EXPECT_FALSE(exists(segmentPath));
 }

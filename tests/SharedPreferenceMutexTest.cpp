@@ -22,7 +22,7 @@ bool inAnotherProcess(Body body)
     const pid_t pid = fork();
     if (pid == 0)
         _exit(body() ? 0 : 1);
-    return Child::waitFor(pid) == 0;
+    return Child(pid).wait() == 0;
 }
 
 /// Whether another process could have the mutex at this moment. It attaches, and goes in order.

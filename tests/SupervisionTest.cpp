@@ -99,6 +99,8 @@ TEST_F(SupervisionTest, TheNewestListenerOfADeviceGoesFirst)
     helper->deviceRemoved(COMPtr<ITessarig>(&simulator.find(3)->device)); // nobody's any more
     helper->deviceRemoved(COMPtr<ITessarig>());
     EXPECT_EQ(listeners(), 2U);
+    helper.reset(); // ends the newest first
+    EXPECT_LT(calls(2).history().back().time, calls(1).history().back().time);
 }
 
 TEST_F(SupervisionTest, AThousandCardsAndAStopAtAnyMoment)

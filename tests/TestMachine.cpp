@@ -68,6 +68,11 @@ bool SyslogCollector::waitFor(const std::string& message) const
         });
 }
 
+bool SyslogCollector::waitForCount(size_t count) const
+{
+    return ::waitFor([&] { return messages().size() == count; });
+}
+
 Stage::Stage(const std::vector<std::string>& files)
 {
     char name[] = "/tmp/ostrivane-test-XXXXXX";
@@ -107,17 +112,15 @@ void Child::signal(int number) const { kill(pid, number); }
 
 int Child::wait()
 {
-    const pid_t process = pid;
-    pid = -1;
-    return waitFor(process);
-}
-
-int Child::waitFor(pid_t process)
-{
     int status = 0;
-    if (waitpid(process, &status, 0) <= 0 || !WIFEXITED(status))
-        return -1;
-    return WEXITSTATUS(status);
+    const auto ended = [&] { return waitpid(pid, &status, WNOHANG) == pid; };
+    if (!waitFor(ended))
+    {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+    }
+    pid = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 std::string contents(const std::string& path)

@@ -18,6 +18,7 @@ public:
     /// Each message as "priority text", without date, ident and pid.
     std::vector<std::string> messages() const;
     bool waitFor(const std::string& message) const;
+    bool waitForCount(size_t count) const;
 
 private:
     void run();
@@ -47,14 +48,13 @@ public:
     using Environment = std::map<std::string, std::string>;
 
     /// What the child writes to stderr goes to `errors`.
+    explicit Child(pid_t pid) : pid(pid) {} ///< One that a child left to this process.
     Child(const std::vector<std::string>& words, const Environment& environment, const std::string& errors);
     ~Child();
 
     void signal(int number) const;
-    /// Exit status, or -1 if a signal ended it.
+    /// Exit status, or -1 if a signal ended it; so does a deadline.
     int wait();
-    /// The same for a process that a child left behind.
-    static int waitFor(pid_t process);
 
     pid_t pid = -1;
 };
