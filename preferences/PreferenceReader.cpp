@@ -2,9 +2,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <optional>
@@ -51,6 +51,22 @@ Stream openRegularFile(const std::string& path)
     return stream;
 }
 
+/// As the parser would do it, which is told to see the same text.
+void normaliseLineEnds(std::string& text)
+{
+    size_t kept = text.find('\r');
+    bool afterReturn = false;
+    for (size_t at = kept; at < text.size(); ++at)
+    {
+        const char byte = text[at];
+        if (byte != '\n' || !afterReturn)
+            text[kept++] = byte == '\r' ? '\n' : byte;
+        afterReturn = byte == '\r';
+    }
+    if (kept < text.size())
+        text.resize(kept);
+}
+
 /// In its UTF-8 mode the parser takes up to three bytes behind a first one without a look at them, so a sequence that
 /// is cut off by the end would take it past the end.
 constexpr const char* padding = "\n\n\n";
@@ -66,20 +82,14 @@ std::optional<std::string> textOf(const std::string& path)
         return std::nullopt;
     std::string text;
     char block[1 << 16];
-    size_t count = 0;
-    bool afterReturn = false;
-    while ((count = fread(block, 1, sizeof block, stream.get())) > 0)
+    for (size_t count = 0; (count = fread(block, 1, sizeof block, stream.get())) > 0;)
     {
-        const char* end = std::find(block, block + count, '\0');
-        for (const char* byte = block; byte != end; ++byte)
-        {
-            if (*byte != '\n' || !afterReturn)
-                text += *byte == '\r' ? '\n' : *byte;
-            afterReturn = *byte == '\r';
-        }
-        if (end != block + count)
+        const void* end = memchr(block, '\0', count);
+        text.append(block, end ? static_cast<size_t>(static_cast<const char*>(end) - block) : count);
+        if (end)
             break;
     }
+    normaliseLineEnds(text);
     if (ferror(stream.get()) || text.empty())
         return std::nullopt;
     return text + padding;

@@ -1,6 +1,15 @@
 #include "preferences/PreferenceStore.h"
 
+#include <algorithm>
+
 #include "preferences/PreferenceIO.h"
+
+namespace
+{
+
+constexpr size_t longestWalk = 32;
+
+}
 
 PreferenceStore::PreferenceStore(bool useUserFile)
     : useUserFile(useUserFile), io(std::make_unique<PreferenceIO>(this, useUserFile))
@@ -22,14 +31,11 @@ bool PreferenceStore::get(const std::string& key, const std::string& name, Prefe
 void PreferenceStore::set(const std::string& key, const std::string& name, const PreferenceValue& value)
 {
     Place& place = placeOf(key);
-    if (const auto attribute = place.attributes.find(name); attribute != place.attributes.end())
-    {
-        attribute->second->second = value;
-        return;
-    }
-    PreferenceAttributes& attributes = place.key->second;
-    const auto added = attributes.emplace(attributes.end(), name, value);
-    place.attributes.emplace(added->first, added);
+    const auto attribute = find(place, name);
+    if (attribute != place.key->second.end())
+        attribute->second = value;
+    else
+        append(place, name, value);
 }
 
 void PreferenceStore::remove(const std::string& key, const std::string& name)
@@ -37,12 +43,12 @@ void PreferenceStore::remove(const std::string& key, const std::string& name)
     const auto place = index.find(key);
     if (place == index.end())
         return;
-    const auto attribute = place->second.attributes.find(name);
-    if (attribute == place->second.attributes.end())
+    PreferenceAttributes& attributes = place->second.key->second;
+    const auto attribute = find(place->second, name);
+    if (attribute == attributes.end())
         return;
-    const PreferenceAttributes::iterator removed = attribute->second;
-    place->second.attributes.erase(attribute);
-    place->second.key->second.erase(removed);
+    place->second.attributes.erase(attribute->first);
+    attributes.erase(attribute);
 }
 
 void PreferenceStore::removeKey(const std::string& key)
@@ -93,13 +99,34 @@ bool PreferenceStore::write() { return io->write(); }
 
 bool PreferenceStore::reset() { return io->reset(); }
 
+PreferenceAttributes::iterator PreferenceStore::find(const Place& place, const std::string& name)
+{
+    PreferenceAttributes& attributes = place.key->second;
+    if (place.attributes.empty())
+        return std::find_if(attributes.begin(), attributes.end(),
+                            [&](const auto& entry) { return entry.first == name; });
+    const auto found = place.attributes.find(name);
+    return found == place.attributes.end() ? attributes.end() : found->second;
+}
+
+void PreferenceStore::append(Place& place, const std::string& name, const PreferenceValue& value)
+{
+    PreferenceAttributes& attributes = place.key->second;
+    const auto added = attributes.emplace(attributes.end(), name, value);
+    if (!place.attributes.empty())
+        place.attributes.emplace(added->first, added);
+    else if (attributes.size() > longestWalk)
+        for (auto entry = attributes.begin(); entry != attributes.end(); ++entry)
+            place.attributes.emplace(entry->first, entry);
+}
+
 const PreferenceValue* PreferenceStore::find(const std::string& key, const std::string& name) const
 {
     const auto place = index.find(key);
     if (place == index.end())
         return nullptr;
-    const auto attribute = place->second.attributes.find(name);
-    return attribute == place->second.attributes.end() ? nullptr : &attribute->second->second;
+    const auto attribute = find(place->second, name);
+    return attribute == place->second.key->second.end() ? nullptr : &attribute->second;
 }
 
 /// Makes the key behind the others if it is not there.

@@ -66,13 +66,17 @@ public:
     std::unique_ptr<PreferenceIO> io;
 
 private:
-    /// Where a key stands, and where its attributes stand. The names are those in the lists, whose nodes don't move.
+    using AttributeIndex = std::unordered_map<std::string_view, PreferenceAttributes::iterator>;
+
+    /// Where a key stands in the table. The names in the indexes are those in the lists, whose nodes don't move.
     struct Place
     {
         PreferenceTable::iterator key;
-        std::unordered_map<std::string_view, PreferenceAttributes::iterator> attributes;
+        AttributeIndex attributes; ///< Where they stand, once there are so many that a walk would take longer.
     };
 
+    static PreferenceAttributes::iterator find(const Place& place, const std::string& name);
+    static void append(Place& place, const std::string& name, const PreferenceValue& value);
     const PreferenceValue* find(const std::string& key, const std::string& name) const;
     Place& placeOf(const std::string& key);
 
