@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -125,14 +126,26 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         const char* what;
         std::string library; ///< Beside the daemon; empty for none.
         std::string commands;
-        bool folderInPlace;
+        const char* prepare; ///< And undo, by the shell.
+        const char* undo;
         std::string complaint;
         std::string report;
     };
+    const std::string simulator = SIMULATOR_LIBRARY;
     const Row rows[] = {
-        {"no library", "", "", false, "libTessarigAPI.so", ""},
-        {"no segment", SIMULATOR_LIBRARY, "plug 17", true, "", ""},
-        {"a card from the start", SIMULATOR_LIBRARY, "plug 17;slow 17 PrepareDevice 20ms", false, "", "ok 0\n"},
+        {"no library", "", "", "", "", "libTessarigAPI.so", ""},
+        {"no discovery", simulator, "fail api CreateTessarigDiscoveryInstance 1", "", "", "", "ok 0\n"},
+        {"notifications refused", simulator, "fail api GetInt 1;plug 17", "", "", "", "ok 0\n"},
+        {"no segment", simulator, "plug 17", "mkdir /dev/shm/qsl_pref_mutex", "rmdir /dev/shm/qsl_pref_mutex", "", ""},
+        {"cards from the start", simulator, "plug 17;plug 18;slow 17 PrepareDevice 20ms", "", "", "", "ok 0\n"},
+        {"a folder in the file's place", simulator, "", "mkdir -p /etc/quillstone/QuillstonePreferences.xml",
+         "rm -r /etc/quillstone", "", "ok 0\n"},
+        {"a file that can't be written", simulator, "",
+         "mkdir /etc/quillstone && echo '<QuillstonePreferences><card id=\"1\"><attribute name=\"a\" "
+         "value=\"b\"/></card>"
+         "<group id=\"0\"><attribute name=\"NetOutputVideoPort\" value=\"1\"/></group></QuillstonePreferences>' "
+         ">/etc/quillstone/QuillstonePreferences.xml && mount -o remount,bind,ro /etc",
+         "mount -o remount,bind,rw /etc && rm -r /etc/quillstone", "", "ok 0\n"},
     };
     for (const Row& row : rows)
     {
@@ -141,8 +154,7 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         std::filesystem::remove(stage / "report");
         if (!row.library.empty())
             std::filesystem::copy(row.library, stage.folder);
-        if (row.folderInPlace)
-            std::filesystem::create_directory(segmentPath);
+        ASSERT_EQ(std::system(row.prepare), 0);
         environment["TESSARIG_SIMULATOR_COMMANDS"] = row.commands;
         const size_t before = syslog.messages().size();
         Child daemon = run({"-n"});
@@ -154,8 +166,8 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         EXPECT_TRUE(errors().starts_with("Start\n"));
         EXPECT_NE(errors().find(row.complaint), std::string::npos);
         EXPECT_EQ(contents(stage / "report"), row.report);
-        EXPECT_EQ(exists(segmentPath), row.folderInPlace);
-        std::filesystem::remove(segmentPath);
+        ASSERT_EQ(std::system(row.undo), 0);
+        EXPECT_FALSE(exists(segmentPath));
     }
 }
 
