@@ -138,8 +138,9 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         {"notifications refused", simulator, "fail api GetInt 1;plug 17", "", "", "", "ok 0\n"},
         {"no segment", simulator, "plug 17", "mkdir /dev/shm/qsl_pref_mutex", "rmdir /dev/shm/qsl_pref_mutex", "", ""},
         {"cards from the start", simulator, "plug 17;plug 18;slow 17 PrepareDevice 20ms", "", "", "", "ok 0\n"},
-        {"a folder in the file's place", simulator, "", "mkdir -p /etc/quillstone/QuillstonePreferences.xml",
-         "rm -r /etc/quillstone", "", "ok 0\n"},
+        {"a folder in the file's place", simulator, "",
+         "rm -rf /etc/quillstone && mkdir -p /etc/quillstone/QuillstonePreferences.xml", "rm -r /etc/quillstone", "",
+         "ok 0\n"},
         {"a file that can't be written", simulator, "",
          "mkdir /etc/quillstone && echo '<QuillstonePreferences><card id=\"1\"><attribute name=\"a\" "
          "value=\"b\"/></card>"
