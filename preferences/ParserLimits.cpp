@@ -75,6 +75,8 @@ private:
     /// may be quotes or brackets.
     void skipCharacter()
     {
+        if (startsWith("&#") && position[2])
+            return skipReference(position[2] == 'x');
         const auto byte = static_cast<unsigned char>(*position);
         int length = 1;
         if (encoding == TIXML_ENCODING_UTF8 && byte >= 0xC2 && byte <= 0xF4)
@@ -83,9 +85,24 @@ private:
             ++position;
     }
 
+    /// The parser takes a reference from its end: back from the next semicolon to the nearest mark. So whatever stands
+    /// between the reference's own mark and that one is skipped, be it quotes or brackets.
+    void skipReference(bool hexadecimal)
+    {
+        const char mark = hexadecimal ? 'x' : '#';
+        const char* end = strchr(position + (hexadecimal ? 3 : 2), ';');
+        if (!end)
+            return giveUp();
+        for (const char* digit = end - 1; *digit != mark; --digit)
+            if (!(hexadecimal ? isxdigit(static_cast<unsigned char>(*digit))
+                              : isdigit(static_cast<unsigned char>(*digit))))
+                return giveUp();
+        position = end + 1;
+    }
+
     void skipText(char end)
     {
-        while (*position && *position != end)
+        while (!over() && *position != end)
             skipCharacter();
     }
 
@@ -182,7 +199,7 @@ private:
         {
             ++position;
             skipText(quote);
-            if (*position)
+            if (!over())
                 ++position;
             return;
         }

@@ -142,8 +142,8 @@ TEST_F(PreferenceFileTest, RefusesOrReadsWhatIsHostile)
     EXPECT_EQ(readBack(document(repeated("<a>", 100'000))), "refused");
     // What hides elements from one who only counts brackets: each of these is deep, or looks so and is not.
     const std::string deep = repeated("<a>", 100'000);
-    for (const char* before :
-         {"<!-- \" -->", "<!x '>", "<![CDATA[<!--]]>", "<?xml a='>", "<b c=\"<!--\"/>", "<b c='\">'/>"})
+    for (const char* before : {"<!-- \" -->", "<!x '>", "<![CDATA[<!--]]>", "<?xml a='>", "<b c=\"<!--\"/>",
+                               "<b c='\">'/>", "<b c=\"&#x\" d='<!-- x41;\"/>", "&#<!-- #65;"})
         EXPECT_EQ(readBack("<QuillstonePreferences>" + std::string(before) + deep), "refused") << before;
     EXPECT_EQ(readBack("<?xml?><QuillstonePreferences><b c=\"\xE4\">\"/>" + deep), "refused");
     for (const std::string& hidden :
