@@ -2,10 +2,10 @@
 
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 
 #include <boost/variant2/variant.hpp>
@@ -42,6 +42,7 @@ public:
     bool get(const std::string& key, const std::string& name, PreferenceValue& value) const;
     /// Makes the key and the attribute, each behind those that are there, or changes the value where it stands.
     void set(const std::string& key, const std::string& name, const PreferenceValue& value);
+    void set(const std::string& key, const std::string& name, const char* literal) = delete;
     /// The key stays, even without attributes.
     void remove(const std::string& key, const std::string& name);
     void removeKey(const std::string& key);
@@ -66,7 +67,7 @@ public:
     std::unique_ptr<PreferenceIO> io;
 
 private:
-    using AttributeIndex = std::unordered_map<std::string_view, PreferenceAttributes::iterator>;
+    using AttributeIndex = std::map<std::string_view, PreferenceAttributes::iterator>;
 
     /// Where a key stands in the table. The names in the indexes are those in the lists, whose nodes don't move.
     struct Place
@@ -80,5 +81,5 @@ private:
     const PreferenceValue* find(const std::string& key, const std::string& name) const;
     Place& placeOf(const std::string& key);
 
-    std::unordered_map<std::string_view, Place> index;
+    std::map<std::string_view, Place> index; ///< Ordered, as whoever writes the file could choose keys of one hash.
 };

@@ -1,7 +1,7 @@
 #include "preferences/PreferenceUpdater.h"
 
 #include <exception>
-#include <unordered_map>
+#include <map>
 
 #include "preferences/PreferenceIO.h"
 
@@ -123,7 +123,7 @@ int PreferenceUpdater::move(const std::string& key, const std::string& oldName, 
 void PreferenceUpdater::moveAll()
 {
     // The cards of all groups in one walk: a move makes no key, so they stay what they are.
-    std::unordered_map<std::string, Cards> cardsByGroup;
+    std::map<std::string, Cards> cardsByGroup;
     forEachKey(
         [&](const std::string& key)
         {

@@ -46,6 +46,7 @@ public:
     int summary() const;
 
     void setAttribute(const std::string& key, const std::string& name, const PreferenceValue& value);
+    void setAttribute(const std::string& key, const std::string& name, const char* literal) = delete;
     bool getAttribute(const std::string& key, const std::string& name, PreferenceValue& value) const;
     void removeAttribute(const std::string& key, const std::string& name);
     void removeKey(const std::string& key);
