@@ -124,7 +124,7 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
     struct Row
     {
         const char* what;
-        std::string library; ///< Beside the daemon; empty for none.
+        std::string beside; ///< The library beside the daemon; empty for none.
         std::string commands;
         const char* prepare; ///< And undo, by the shell.
         const char* undo;
@@ -153,8 +153,8 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         SCOPED_TRACE(row.what);
         std::filesystem::remove(stage / "libTessarigAPI.so");
         std::filesystem::remove(stage / "report");
-        if (!row.library.empty())
-            std::filesystem::copy(row.library, stage.folder);
+        if (!row.beside.empty())
+            std::filesystem::copy(row.beside, stage.folder);
         ASSERT_EQ(std::system(row.prepare), 0);
         environment["TESSARIG_SIMULATOR_COMMANDS"] = row.commands;
         const size_t before = syslog.messages().size();
