@@ -54,7 +54,8 @@ protected:
                 continue;
             const std::string call = line.substr(name, end - name);
             const int occurrence = ++counts[call];
-            if (counts["getppid"] == 1)
+            // Making the temporary file's name takes random bytes in some runs only, so no other run can be stopped there.
+            if (counts["getppid"] == 1 && call != "getrandom")
                 calls.push_back({call, line, occurrence});
         }
         return calls;
