@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <map>
 
 #include <gtest/gtest.h>
@@ -10,40 +12,33 @@
 namespace
 {
 
-/// Where the compiler put a virtual operation: in this ABI a pointer to it holds its offset in the table, plus one.
-template <typename Operation>
-size_t positionOf(Operation operation)
+using Positions = std::vector<size_t>;
+
+/// Where the compiler put virtual operations: in this ABI a pointer to one holds its offset in the table, plus one.
+template <typename... Operation>
+Positions positionsOf(Operation... operation)
 {
-    uintptr_t offset = 0;
-    static_assert(sizeof operation == 2 * sizeof offset);
-    memcpy(&offset, &operation, sizeof offset);
-    return (offset - 1) / sizeof(void*);
+    return {(std::bit_cast<std::array<uintptr_t, 2>>(operation)[0] - 1) / sizeof(void*)...};
 }
 
 TEST(BoundaryTest, EveryOperationHasItsPosition)
 {
-    EXPECT_EQ(positionOf(&IUnknown::QueryInterface), 0U);
-    EXPECT_EQ(positionOf(&IUnknown::AddRef), 1U);
-    EXPECT_EQ(positionOf(&IUnknown::Release), 2U);
-    EXPECT_EQ(positionOf(&ITessarigDiscovery::InstallDeviceNotifications), 3U);
-    EXPECT_EQ(positionOf(&ITessarigDiscovery::UninstallDeviceNotifications), 4U);
-    EXPECT_EQ(positionOf(&ITessarigAPIInformation::GetInt), 4U);
-    EXPECT_EQ(positionOf(&ITessarigAttributes::GetInt), 4U);
-    EXPECT_EQ(positionOf(&ITessarigConfiguration::HardwareNotificationHandled), 19U);
-    EXPECT_EQ(positionOf(&ITessarigHardwareState::HandleHardwareNotification), 3U);
-    EXPECT_EQ(positionOf(&ITessarigHardwareState::HandleHardwareNotificationEx), 4U);
-    EXPECT_EQ(positionOf(&ITessarigHardwareState::PersistState), 5U);
-    EXPECT_EQ(positionOf(&ITessarigHardwareState::PrepareDevice), 6U);
-    EXPECT_EQ(positionOf(&ITessarigHardwareState::PrepareGroup), 7U);
-    EXPECT_EQ(positionOf(&ITessarigNotification::Subscribe), 3U);
-    EXPECT_EQ(positionOf(&ITessarigNotification::Unsubscribe), 4U);
-    EXPECT_EQ(positionOf(&ITessarigTopicBroadcaster::Post), 3U);
-    EXPECT_EQ(positionOf(&ITessarigPeerDevice::GetDevice), 3U);
-    EXPECT_EQ(positionOf(&ITessarigPeerDevice::GetPeerIterator), 6U);
-    EXPECT_EQ(positionOf(&ITessarigPeerIterator::Next), 3U);
-    EXPECT_EQ(positionOf(&ITessarigDeviceNotificationCallback::DeviceArrived), 3U);
-    EXPECT_EQ(positionOf(&ITessarigDeviceNotificationCallback::DeviceRemoved), 4U);
-    EXPECT_EQ(positionOf(&ITessarigNotificationCallback::Notify), 3U);
+    using Device = ITessarigHardwareState;
+    using Found = ITessarigDeviceNotificationCallback;
+    EXPECT_EQ(positionsOf(&IUnknown::QueryInterface, &IUnknown::AddRef, &IUnknown::Release), (Positions{0, 1, 2}));
+    EXPECT_EQ(positionsOf(&Device::HandleHardwareNotification, &Device::HandleHardwareNotificationEx,
+                          &Device::PersistState, &Device::PrepareDevice, &Device::PrepareGroup),
+              (Positions{3, 4, 5, 6, 7}));
+    EXPECT_EQ(positionsOf(&ITessarigAttributes::GetInt, &ITessarigAPIInformation::GetInt), (Positions{4, 4}));
+    EXPECT_EQ(positionsOf(&ITessarigConfiguration::HardwareNotificationHandled), (Positions{19}));
+    EXPECT_EQ(positionsOf(&ITessarigNotificationCallback::Notify, &ITessarigTopicBroadcaster::Post), (Positions{3, 3}));
+    EXPECT_EQ(positionsOf(&ITessarigNotification::Subscribe, &ITessarigNotification::Unsubscribe), (Positions{3, 4}));
+    EXPECT_EQ(positionsOf(&ITessarigPeerDevice::GetDevice, &ITessarigPeerDevice::GetPeerIterator), (Positions{3, 6}));
+    EXPECT_EQ(positionsOf(&ITessarigPeerIterator::Next), (Positions{3}));
+    EXPECT_EQ(positionsOf(&Found::DeviceArrived, &Found::DeviceRemoved), (Positions{3, 4}));
+    EXPECT_EQ(
+        positionsOf(&ITessarigDiscovery::InstallDeviceNotifications, &ITessarigDiscovery::UninstallDeviceNotifications),
+        (Positions{3, 4}));
 }
 
 TEST(BoundaryTest, IdsAndCodesAreTheLibrarys)
@@ -65,132 +60,122 @@ TEST(BoundaryTest, IdsAndCodesAreTheLibrarys)
             snprintf(text + 2 * i, 3, "%02X", id.bytes[i]);
         EXPECT_STREQ(text, expected);
     }
-    const std::pair<uint32_t, const char*> codes[] = {
-        {Topic::setd, "setd"},     {Topic::hwic, "hwic"},     {Topic::hwiC, "hwiC"},
-        {Topic::pref, "pref"},     {Attribute::dgid, "dgid"}, {Attribute::nsbd, "nsbd"},
-        {Attribute::subi, "subi"}, {Attribute::peid, "peid"}, {Information::eicf, "eicf"}};
-    for (const auto& [code, text] : codes)
-        EXPECT_EQ(codeText(code), text);
+    std::string codes;
+    for (const uint32_t code : {Topic::setd, Topic::hwic, Topic::hwiC, Topic::pref, Attribute::dgid, Attribute::nsbd,
+                                Attribute::subi, Attribute::peid, Information::eicf})
+        codes += codeText(code);
+    EXPECT_EQ(codes, "setdhwichwiCprefdgidnsbdsubipeideicf");
 }
 
-/// A device made of bare tables of functions, as a library in another language would make it: nothing of it comes from
-/// the interfaces' declarations.
+/// One face of a device that is made of bare tables of functions, as a library in another language would make it:
+/// nothing of it comes from the interfaces' declarations.
 struct BareObject
 {
-    void* const* table;
+    BareObject(const char* name, const std::map<size_t, void*>& operations);
+
+    void* const* table = positions; ///< What the other side sees.
+    const char* name;
+    void* positions[20];
 };
 
-struct BareDevice
-{
-    std::mutex mutex;
-    std::vector<std::string> calls;
-    int64_t references = 0;
-    std::map<uint32_t, BareObject*> subscribers;
-} bare;
+CallLog calls;
+std::atomic<int64_t> references = 0;
+std::atomic<bool> ending = false; ///< From here on the releases are noted, too.
+std::atomic<BareObject*> callback = nullptr;
+std::thread change;
 
-uint32_t note(const std::string& call)
+uint32_t note(BareObject* self, const std::string& operation, const std::string& argument = {})
 {
-    const std::lock_guard lock(bare.mutex);
-    bare.calls.push_back(call);
+    calls.add(self->name, operation, argument);
     return 0;
 }
 
-bool noted(const std::string& call)
+uint32_t notify(uint32_t topic, int64_t param1, int64_t param2)
 {
-    const std::lock_guard lock(bare.mutex);
-    return std::find(bare.calls.begin(), bare.calls.end(), call) != bare.calls.end();
-}
-
-int64_t count(int64_t change)
-{
-    const std::lock_guard lock(bare.mutex);
-    return bare.references += change;
+    using Notify = uint32_t (*)(BareObject*, uint32_t, int64_t, int64_t);
+    return reinterpret_cast<Notify>(callback.load()->table[3])(callback, topic, param1, param2);
 }
 
 template <typename Function>
 void* entry(Function function)
 {
-    return reinterpret_cast<void*>(function);
+    return reinterpret_cast<void*>(+function);
 }
 
-int64_t addRef(BareObject*) { return count(1); }
-int64_t release(BareObject*) { return count(-1); }
-uint32_t query(BareObject* self, InterfaceId iid, void** out);
+BareObject device("device", {});
+BareObject preparing("state of device", {{6, entry([](BareObject* self) { return note(self, "prepare"); })}});
+BareObject configuration("configuration", {{19, entry([](BareObject* self) { return note(self, "handled"); })}});
+BareObject state("state",
+                 {// Takes until a setting that is changed meanwhile has been saved.
+                  {3, entry(
+                          [](BareObject* self, uint32_t value)
+                          {
+                              change = std::thread([] { EXPECT_EQ(notify(0x73657464, 0, 0), 0U); });
+                              const bool saved = waitFor([] { return calls.count("post") == 1; });
+                              return note(self, saved ? "handle" : "held up", std::to_string(value));
+                          })},
+                  {4, entry([](BareObject* self, uint32_t value, int64_t extra)
+                            { return note(self, "handle", std::to_string(value) + " " + std::to_string(extra)); })},
+                  {5, entry([](BareObject* self) { return note(self, "persist"); })}});
+BareObject notification("notification", {{3, entry(
+                                                 [](BareObject* self, uint32_t topic, BareObject* subscriber)
+                                                 {
+                                                     callback = subscriber;
+                                                     return note(self, "subscribe", codeText(topic));
+                                                 })},
+                                         {4, entry([](BareObject* self, uint32_t topic, BareObject*)
+                                                   { return note(self, "unsubscribe", codeText(topic)); })}});
+BareObject
+    broadcaster("broadcaster",
+                {{3, entry([](BareObject* self, uint32_t topic, int64_t a, int64_t b)
+                           { return note(self, "post", codeText(topic) + (a == 0 && b == 0 ? "" : " wrong")); })}});
 
-void* const broadcasterTable[] = {entry(query), entry(addRef), entry(release),
-                                  entry(+[](BareObject*, uint32_t topic, int64_t a, int64_t b) {
-                                      return note(topic == 0x70726566 && a == 0 && b == 0 ? "post pref" : "post wrong");
-                                  })};
-void* const stateOfDeviceTable[] = {
-    entry(query), entry(addRef), entry(release), nullptr, nullptr, nullptr, entry(+[](BareObject*) {
-        return note("prepare device");
-    })};
-void* const stateTable[] = {
-    entry(query),
-    entry(addRef),
-    entry(release),
-    entry(+[](BareObject*, uint32_t value) { return static_cast<int32_t>(note("hardware " + std::to_string(value))); }),
-    entry(+[](BareObject*, uint32_t value, int64_t extra)
-          { return static_cast<int32_t>(note("extended " + std::to_string(value) + " " + std::to_string(extra))); }),
-    entry(+[](BareObject*) { return note("persist"); })};
-void* const notificationTable[] = {
-    entry(query), entry(addRef), entry(release),
-    entry(+[](BareObject*, uint32_t topic, BareObject* callback)
-          {
-              bare.subscribers[topic] = callback;
-              return note("subscribe " + codeText(topic));
-          }),
-    entry(+[](BareObject*, uint32_t topic, BareObject*) { return note("unsubscribe " + codeText(topic)); })};
-void* const configurationTable[20] = {
-    entry(query), entry(addRef), entry(release), nullptr, nullptr,
-    nullptr,      nullptr,       nullptr,        nullptr, nullptr,
-    nullptr,      nullptr,       nullptr,        nullptr, nullptr,
-    nullptr,      nullptr,       nullptr,        nullptr, entry(+[](BareObject*) { return note("handled"); })};
-void* const deviceTable[] = {entry(query), entry(addRef), entry(release)};
-
-BareObject broadcaster{broadcasterTable};
-BareObject stateOfDevice{stateOfDeviceTable};
-BareObject state{stateTable};
-BareObject notification{notificationTable};
-BareObject configuration{configurationTable};
-BareObject device{deviceTable};
-
-/// Tells the ids apart by their first two bytes.
+/// Tells the ids apart by their first byte.
 uint32_t query(BareObject* self, InterfaceId iid, void** out)
 {
-    const std::map<int, BareObject*> faces = {{0x89D2, self == &configuration ? &state : &stateOfDevice},
-                                              {0x5A68, &configuration},
-                                              {0x1D70, &notification},
-                                              {0x2A73, &broadcaster}};
-    const auto face = faces.find(iid.bytes[0] << 8 | iid.bytes[1]);
-    if (face == faces.end())
-        return 0x80000004;
-    *out = face->second;
-    count(1);
+    const std::map<int, BareObject*> faces = {{0x89, self == &configuration ? &state : &preparing},
+                                              {0x5A, &configuration},
+                                              {0x1D, &notification},
+                                              {0x2A, &broadcaster}};
+    *out = faces.at(iid.bytes[0]);
+    ++references;
     return 0;
+}
+
+int64_t release(BareObject* self)
+{
+    if (ending)
+        note(self, "release");
+    return --references;
+}
+
+BareObject::BareObject(const char* name, const std::map<size_t, void*>& operations)
+    : name(name), positions{entry(query), entry([](BareObject*) { return ++references; }), entry(release)}
+{
+    for (const auto& [position, operation] : operations)
+        positions[position] = operation;
 }
 
 TEST(BoundaryTest, AListenerWorksOnBareTables)
 {
-    using Notify = uint32_t (*)(BareObject*, uint32_t, int64_t, int64_t);
     SharedPreferenceMutex mutex;
     auto* listener = new PreferenceChangeListener(&mutex, COMPtr<ITessarig>(reinterpret_cast<ITessarig*>(&device)));
-    ASSERT_TRUE(waitFor([] { return noted("subscribe setd"); }));
-
-    BareObject* callback = bare.subscribers.at(0x73657464);
-    const auto notify = reinterpret_cast<Notify>(callback->table[3]);
-    EXPECT_EQ(notify(callback, 0x68776963, 0x700000005, 0), 0U);
-    EXPECT_EQ(notify(callback, 0x68776943, 6, -7), 0U);
-    EXPECT_EQ(notify(callback, 0x73657464, 0, 0), 0U);
-    ASSERT_TRUE(waitFor([] { return noted("post pref"); }));
+    listener->listening.wait();
+    EXPECT_EQ(notify(0x68776963, 0x700000005, 0), 0U);
+    EXPECT_EQ(notify(0x68776943, 6, -7), 0U);
+    change.join();
     listener->unsubscribe();
+    ending = true;
     EXPECT_EQ(listener->Release(), 0);
 
-    EXPECT_EQ(bare.references, 0);
-    EXPECT_EQ(bare.calls,
-              (std::vector<std::string>{"prepare device", "subscribe hwic", "subscribe hwiC", "subscribe setd",
-                                        "hardware 5", "handled", "extended 6 -7", "handled", "persist", "post pref",
-                                        "unsubscribe setd", "unsubscribe hwic", "unsubscribe hwiC"}));
+    EXPECT_EQ(references, 0);
+    EXPECT_EQ(calls.lines(),
+              (std::vector<std::string>{
+                  "state of device.prepare", "notification.subscribe hwic", "notification.subscribe hwiC",
+                  "notification.subscribe setd", "state.persist", "broadcaster.post pref", "state.handle 5",
+                  "configuration.handled", "state.handle 6 -7", "configuration.handled",
+                  "notification.unsubscribe setd", "notification.unsubscribe hwic", "notification.unsubscribe hwiC",
+                  "notification.release", "state.release", "configuration.release", "device.release"}));
 }
 
 }

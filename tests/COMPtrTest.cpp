@@ -23,57 +23,45 @@ struct Counted final : ITessarig
     int64_t Release() override { return --count; }
 };
 
-TEST(COMPtrTest, OwnsExactlyOneReferenceHoweverItWasFilled)
+TEST(COMPtrTest, OwnsExactlyOneReferenceHoweverItWasFilledAndIsJudgedByThePointerAlone)
 {
     Counted first;
     Counted second;
-    const auto expectCounts = [&](int64_t ofFirst, int64_t ofSecond)
-    {
-        EXPECT_EQ(first.count, ofFirst);
-        EXPECT_EQ(second.count, ofSecond);
-    };
+    using Counts = std::pair<int64_t, int64_t>;
+    const auto counts = [&] { return Counts(first.count, second.count); };
     {
         COMPtr<ITessarig> pointer(&first);
-        expectCounts(1, 0);
-        {
-            const COMPtr<ITessarig> copy(pointer);
-            expectCounts(2, 0);
-        }
+        EXPECT_EQ(counts(), Counts(1, 0));
+        EXPECT_EQ((COMPtr<ITessarig>(pointer), counts()), Counts(2, 0));
         second.AddRef(); // as a callee hands it over
         *static_cast<ITessarig**>(&pointer) = &second;
-        expectCounts(0, 1);
+        EXPECT_EQ(counts(), Counts(0, 1));
         static_cast<void>(&pointer); // for a call that fails
-        expectCounts(0, 0);
+        EXPECT_EQ(counts(), Counts(0, 0));
         EXPECT_FALSE(pointer);
-        first.AddRef(); // as a factory hands it over
-        pointer.attach(&first);
-        second.AddRef();
-        pointer.attach(&second);
-        expectCounts(0, 1);
-    }
-    expectCounts(0, 0);
-}
+        for (Counted* handedOver : {&first, &second}) // by a factory
+        {
+            handedOver->AddRef();
+            pointer.attach(handedOver);
+        }
+        EXPECT_EQ(counts(), Counts(0, 1));
 
-TEST(COMPtrTest, IsJudgedAndComparedByThePointerAlone)
-{
-    Counted object;
-    for (const ResultCode code : {S_OK, E_FAIL})
-    {
-        object.code = code;
-        const COMPtr<ITessarigAttributes> found(&object, IID_ITessarigAttributes);
-        EXPECT_TRUE(found);
-        EXPECT_EQ(found.iid, IID_ITessarigAttributes);
-        EXPECT_EQ(object.count, 1);
+        for (const ResultCode code : {S_OK, E_FAIL})
+        {
+            first.code = code;
+            const COMPtr<ITessarigAttributes> found(&first, IID_ITessarigAttributes);
+            EXPECT_TRUE(found && found.iid == IID_ITessarigAttributes);
+            EXPECT_EQ(counts(), Counts(1, 1));
+        }
+        pointer.iid = IID_ITessarigAttributes;
+        EXPECT_TRUE(pointer == COMPtr<ITessarig>(&second));
+        EXPECT_FALSE((COMPtr<ITessarig>(pointer, IID_IUnknown)));
+        const COMPtr<ITessarig> empty(nullptr);
+        const COMPtr<ITessarig> copy(empty);
+        EXPECT_FALSE(pointer == copy);
+        EXPECT_EQ(readAttribute(copy, Attribute::dgid), 0);
     }
-    COMPtr<ITessarig> other(&object);
-    other.iid = IID_ITessarigAttributes;
-    EXPECT_TRUE(other == COMPtr<ITessarig>(&object));
-    EXPECT_FALSE((COMPtr<ITessarig>(other, IID_IUnknown)));
-
-    const COMPtr<ITessarig> empty(nullptr);
-    const COMPtr<ITessarig> copy(empty);
-    EXPECT_FALSE(other == copy);
-    EXPECT_EQ(readAttribute(copy, Attribute::dgid), 0);
+    EXPECT_EQ(counts(), Counts(0, 0));
 }
 
 }

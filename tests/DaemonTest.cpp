@@ -1,31 +1,25 @@
 #include "tests/DaemonTest.h"
-#include "preferences/SharedPreferenceMutex.h"
 
 #include <sys/prctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include "preferences/SharedPreferenceMutex.h"
 
 namespace
 {
-
-using Lines = std::vector<std::string>;
 
 TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
 {
     umask(0);
     std::ofstream(stage / "pid") << "an older and longer one";
     Child daemon = run({"-n", "-p", stage / "pid"});
-    ASSERT_TRUE(syslog.waitFor(listeningLine));
+    ASSERT_EQ(syslog.take(1), Lines{listeningLine});
     EXPECT_EQ(contents(stage / "pid"), std::to_string(daemon.pid) + "\n");
     EXPECT_EQ(modeOf(segmentPath), "666");
 
     EXPECT_EQ(say("plug 17"), "ok");
     ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Subscribe setd"); }));
+    for (const char* senseless : {" ", "juggle", "plug", "plug 17", "change 17 Gain", "fail 17 Typo 1"})
+        EXPECT_TRUE(say(senseless).starts_with("error ")) << senseless;
 
     SharedPreferenceMutex other; // another program that saves preferences
     ASSERT_TRUE(other.open(false));
@@ -46,23 +40,20 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
     EXPECT_EQ(say("references"), "ok 1 discovery=1");
 
     EXPECT_EQ(say("plug 18"), "ok"); // and is there at the stop
-    daemon.signal(SIGTERM);
-    EXPECT_EQ(daemon.wait(), 0);
-    EXPECT_TRUE(syslog.waitForCount(2));
-    EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
+    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
     EXPECT_EQ(errors(), "Start\n");
     EXPECT_EQ(contents(stage / "report"), "ok 0\n");
     EXPECT_EQ(modeOf(segmentPath), "missing");
-    EXPECT_TRUE(exists(stage / "pid"));
+    EXPECT_NE(modeOf(stage / "pid"), "missing");
 }
 
 TEST_F(DaemonTest, GoesIntoTheBackground)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1); // so that the daemon's status comes here
     umask(0077);
-    Child launcher = run({"-p", stage / "pid"});
-    EXPECT_EQ(launcher.wait(), 0);
-    ASSERT_TRUE(syslog.waitFor(listeningLine));
+    EXPECT_EQ(run({"-p", stage / "pid"}).wait(), 0);
+    ASSERT_EQ(syslog.take(1), Lines{listeningLine});
     Child daemon(std::stoi(contents(stage / "pid")));
     const std::filesystem::path process = "/proc/" + std::to_string(daemon.pid);
     EXPECT_EQ(getsid(daemon.pid), daemon.pid);
@@ -71,10 +62,8 @@ TEST_F(DaemonTest, GoesIntoTheBackground)
         EXPECT_EQ(std::filesystem::read_symlink(process / "fd" / descriptor), "/dev/null");
     EXPECT_EQ(modeOf(stage / "pid"), "666");
     EXPECT_EQ(modeOf(segmentPath), "666");
-    daemon.signal(SIGINT);
-    EXPECT_EQ(daemon.wait(), 0);
-    EXPECT_TRUE(syslog.waitForCount(2));
-    EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
+    EXPECT_EQ(daemon.stop(SIGINT), 0);
+    EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
     EXPECT_EQ(errors(), "");
 }
 
@@ -87,34 +76,26 @@ TEST_F(DaemonTest, TakesItsOptionsInEveryForm)
         bool pidFile;
     };
     const std::string pid = stage / "pid";
-    const Row rows[] = {{{"-np", pid}, "", true},
-                        {{"--no-daemon", "--pid-file=" + pid}, "", true},
-                        {{"-n", "-p" + pid, "word"}, "", true},
-                        {{"--pid-file", "/nowhere/pid", "--no-d", "--pid", pid}, "", true},
-                        {{"-n", "-x"}, "invalid option", false},
-                        {{"-n", "--help"}, "unrecognized option", false},
-                        {{"-n", "-p"}, "requires an argument", false}};
-    for (const Row& row : rows)
+    for (const Row& row : {Row{{"-np", pid}, "", true},
+                           {{"--no-daemon", "--pid-file=" + pid}, "", true},
+                           {{"-n", "-p" + pid, "word"}, "", true},
+                           {{"--pid-file", "/nowhere/pid", "--no-d", "--pid", pid}, "", true},
+                           {{"-n", "-x"}, "invalid option", false},
+                           {{"-n", "--help"}, "unrecognized option", false},
+                           {{"-n", "-p"}, "requires an argument", false}})
     {
         SCOPED_TRACE(row.options.back());
-        const size_t before = syslog.messages().size();
         Child daemon = run(row.options);
-        ASSERT_TRUE(syslog.waitForCount(before + 1));
-        daemon.signal(SIGINT);
-        EXPECT_EQ(daemon.wait(), 0);
-        EXPECT_TRUE(syslog.waitForCount(before + 2));
+        EXPECT_EQ(syslog.take(1), Lines{listeningLine});
+        EXPECT_EQ(daemon.stop(SIGINT), 0);
+        EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
         EXPECT_NE(errors().find(row.diagnostic), std::string::npos) << errors();
         EXPECT_TRUE(errors().ends_with("Start\n"));
-        EXPECT_EQ(exists(pid), row.pidFile);
+        EXPECT_EQ(modeOf(pid) != "missing", row.pidFile);
         std::filesystem::remove(pid);
     }
-}
-
-TEST_F(DaemonTest, EndsWithStatus1WhenThePidFileCannotBeOpened)
-{
-    Child daemon = run({"-n", "-p", "/nowhere/pid"});
-    EXPECT_EQ(daemon.wait(), 1);
-    EXPECT_TRUE(syslog.waitFor("2 Failed to open pidfile: /nowhere/pid (2)\n"));
+    EXPECT_EQ(run({"-n", "-p", "/nowhere/pid"}).wait(), 1);
+    EXPECT_EQ(syslog.take(1), Lines{"2 Failed to open pidfile: /nowhere/pid (2)\n"});
     EXPECT_EQ(errors(), "");
     EXPECT_EQ(modeOf(segmentPath), "missing");
 }
@@ -132,23 +113,25 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         std::string report;
     };
     const std::string simulator = SIMULATOR_LIBRARY;
-    const Row rows[] = {
-        {"no library", "", "", "", "", "libTessarigAPI.so", ""},
-        {"no discovery", simulator, "fail api CreateTessarigDiscoveryInstance 1", "", "", "", "ok 0\n"},
-        {"notifications refused", simulator, "fail api GetInt 1;plug 17", "", "", "", "ok 0\n"},
-        {"no segment", simulator, "plug 17", "mkdir /dev/shm/qsl_pref_mutex", "rmdir /dev/shm/qsl_pref_mutex", "", ""},
-        {"cards from the start", simulator, "plug 17;plug 18;slow 17 PrepareDevice 20ms", "", "", "", "ok 0\n"},
-        {"a folder in the file's place", simulator, "",
-         "rm -rf /etc/quillstone && mkdir -p /etc/quillstone/QuillstonePreferences.xml", "rm -r /etc/quillstone", "",
-         "ok 0\n"},
-        {"a file that can't be written", simulator, "",
-         "mkdir /etc/quillstone && echo '<QuillstonePreferences><card id=\"1\"><attribute name=\"a\" "
-         "value=\"b\"/></card>"
-         "<group id=\"0\"><attribute name=\"NetOutputVideoPort\" value=\"1\"/></group></QuillstonePreferences>' "
-         ">/etc/quillstone/QuillstonePreferences.xml && mount -o remount,bind,ro /etc",
-         "mount -o remount,bind,rw /etc && rm -r /etc/quillstone", "", "ok 0\n"},
-    };
-    for (const Row& row : rows)
+    const std::string bare = FIXTURES "/bare/libTessarigAPI.so";
+    const char* const unwritable =
+        "mkdir /etc/quillstone && echo '<QuillstonePreferences><card id=\"1\"><attribute name=\"a\" "
+        "value=\"b\"/></card>"
+        "<group id=\"0\"><attribute name=\"NetOutputVideoPort\" value=\"1\"/></group></QuillstonePreferences>' "
+        ">/etc/quillstone/QuillstonePreferences.xml && mount -o remount,bind,ro /etc";
+    for (const Row& row :
+         {Row{"no library", "", "", "", "", "libTessarigAPI.so", ""},
+          {"bare tables", bare, "", "", "", "get 65696366 3\ninstall\nuninstall\n", ""},
+          {"no discovery", simulator, "fail api CreateTessarigDiscoveryInstance 1", "", "", "", "ok 0\n"},
+          {"notifications refused", simulator, "fail api GetInt 1;plug 17", "", "", "", "ok 0\n"},
+          {"no segment", simulator, "plug 17", "mkdir /dev/shm/qsl_pref_mutex", "rmdir /dev/shm/qsl_pref_mutex", "",
+           ""},
+          {"cards from the start", simulator, "plug 17;plug 18;slow 17 PrepareDevice 20ms", "", "", "", "ok 0\n"},
+          {"a folder in the file's place", simulator, "",
+           "rm -rf /etc/quillstone && mkdir -p /etc/quillstone/QuillstonePreferences.xml", "rm -r /etc/quillstone", "",
+           "ok 0\n"},
+          {"a file that can't be written", simulator, "", unwritable,
+           "mount -o remount,bind,rw /etc && rm -r /etc/quillstone", "", "ok 0\n"}})
     {
         SCOPED_TRACE(row.what);
         std::filesystem::remove(stage / "libTessarigAPI.so");
@@ -157,18 +140,15 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
             std::filesystem::copy(row.beside, stage.folder);
         ASSERT_EQ(std::system(row.prepare), 0);
         environment["TESSARIG_SIMULATOR_COMMANDS"] = row.commands;
-        const size_t before = syslog.messages().size();
         Child daemon = run({"-n"});
-        ASSERT_TRUE(syslog.waitForCount(before + 1));
-        EXPECT_EQ(syslog.messages().back(), listeningLine);
-        daemon.signal(SIGTERM);
-        EXPECT_EQ(daemon.wait(), 0);
-        EXPECT_TRUE(syslog.waitForCount(before + 2));
+        EXPECT_EQ(syslog.take(1), Lines{listeningLine});
+        EXPECT_EQ(daemon.stop(), 0);
+        EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
         EXPECT_TRUE(errors().starts_with("Start\n"));
-        EXPECT_NE(errors().find(row.complaint), std::string::npos);
+        EXPECT_NE(errors().find(row.complaint), std::string::npos) << errors();
         EXPECT_EQ(contents(stage / "report"), row.report);
         ASSERT_EQ(std::system(row.undo), 0);
-        EXPECT_FALSE(exists(segmentPath));
+        EXPECT_EQ(modeOf(segmentPath), "missing");
     }
 }
 
@@ -176,13 +156,11 @@ TEST_F(DaemonTest, ASignalDuringTheStartStopsInOrder)
 {
     environment["TESSARIG_SIMULATOR_COMMANDS"] = "slow api CreateTessarigAPIInformationInstance 200ms";
     Child daemon = run({"-n"});
-    ASSERT_TRUE(waitFor([] { return exists(segmentPath); }));
-    daemon.signal(SIGTERM);
-    daemon.signal(SIGINT); // stays pending
-    EXPECT_EQ(daemon.wait(), 0);
-    EXPECT_TRUE(syslog.waitForCount(2));
-    EXPECT_EQ(syslog.messages(), (Lines{listeningLine, stoppedLine}));
-    EXPECT_FALSE(exists(segmentPath));
+    ASSERT_TRUE(waitFor([] { return modeOf(segmentPath) != "missing"; }));
+    kill(daemon.pid, SIGTERM);
+    EXPECT_EQ(daemon.stop(SIGINT), 0); // stays pending
+    EXPECT_EQ(syslog.take(2), (Lines{listeningLine, stoppedLine}));
+    EXPECT_EQ(modeOf(segmentPath), "missing");
 }
 
 }

@@ -4,20 +4,18 @@
 
 #include "simulator/SteeringSocket.h"
 #include "tests/TestMachine.h"
-#include "tests/Waiting.h"
 
 inline const std::string listeningLine = "6 Listening for Ostrivane settings changes\n";
 inline const std::string stoppedLine = "6 Stopped listening for Ostrivane settings changes\n";
-inline constexpr const char* segmentPath = "/dev/shm/qsl_pref_mutex";
 
 /// The real daemon in a folder of its own, with the simulated library beside it unless a test takes it away.
 class DaemonTest : public testing::Test
 {
 protected:
-    Child run(std::vector<std::string> options)
+    Child run(Lines options)
     {
         options.insert(options.begin(), stage / "OstrivaneHelper");
-        return Child(options, environment, stage / "errors");
+        return Child(options, stage / "errors", environment);
     }
 
     std::string say(const std::string& line) const { return SteeringClient(stage / "socket").ask(line); }

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <random>
 
 #include "tests/PreferenceTest.h"
@@ -32,7 +30,6 @@ TEST_F(PreferenceFileTest, WritesTheseBytes)
     EXPECT_EQ(contents(path), declaration + "<QuillstonePreferences />\n");
     chmod(path.c_str(), 0600);
     umask(0077);
-
     store.set("group16", "Mode", std::string("on"));
     store.set("17", "Port", 9000L);
     store.set("17", "Enabled", true);
@@ -137,47 +134,40 @@ TEST_F(PreferenceFileTest, RefusesOrReadsWhatIsHostile)
         return all;
     };
     const auto nested = [&](int levels) { return document(repeated("<a>", levels) + "x" + repeated("</a>", levels)); };
-    EXPECT_EQ(readBack(nested(63)), "");
-    EXPECT_EQ(readBack(nested(64)), "refused");
-    EXPECT_EQ(readBack(document(repeated("<a>", 100'000))), "refused");
-    // What hides elements from one who only counts brackets: each of these is deep, or looks so and is not.
-    const std::string deep = repeated("<a>", 100'000);
-    for (const char* before : {"<!-- \" -->", "<!x '>", "<![CDATA[<!--]]>", "<?xml a='>", "<b c=\"<!--\"/>",
-                               "<b c='\">'/>", "<b c=\"&#x\" d='<!-- x41;\"/>", "&#<!-- #65;"})
-        EXPECT_EQ(readBack("<QuillstonePreferences>" + std::string(before) + deep), "refused") << before;
-    EXPECT_EQ(readBack("<?xml?><QuillstonePreferences><b c=\"\xE4\">\"/>" + deep), "refused");
-    for (const std::string& hidden :
-         std::vector<std::string>{"<!--" + deep + "-->", "<![CDATA[" + deep + "]]>", "<b c=\"" + deep + "\"/>"})
-        EXPECT_EQ(readBack(document(hidden)), "");
-    EXPECT_EQ(readBack(document("<!--" + repeated("<a>", 1'000'000))), "refused");
-    EXPECT_EQ(readBack(document("<b " + repeated("c", 50'000'000) + "=\"1\"/>")), "");
     std::string attributes;
     for (int i = 0; i < 200'000; ++i)
         attributes += " a" + std::to_string(i) + "=\"1\"";
-    EXPECT_EQ(readBack(document("<b" + attributes + "/>")), "refused");
-    EXPECT_EQ(readBack("\xEF\xBB\xBF<QuillstonePreferences a=\"\xF0"), "refused");
-    EXPECT_EQ(readBack(std::string(1'000'000, '\0')), "refused");
+    const std::string deep = repeated("<a>", 100'000);
+    const std::pair<std::string, std::string> rows[] = {
+        {nested(63), ""},
+        {nested(64), "refused"},
+        {document(deep), "refused"},
+        {"<?xml?><QuillstonePreferences><b c=\"\xE4\">\"/>" + deep, "refused"},
+        {document("<!--" + deep + "-->"), ""},
+        {document("<![CDATA[" + deep + "]]>"), ""},
+        {document("<b c=\"" + deep + "\"/>"), ""},
+        {document("<!--" + repeated("<a>", 1'000'000)), "refused"},
+        {document("<b " + repeated("c", 10'000'000) + "=\"1\"/>"), ""},
+        {document("<b" + attributes + "/>"), "refused"},
+        {"\xEF\xBB\xBF<QuillstonePreferences a=\"\xF0", "refused"},
+        {std::string(1'000'000, '\0'), "refused"}};
+    for (const auto& [text, table] : rows)
+        EXPECT_EQ(readBack(text), table) << text.substr(0, 100);
+    // What hides elements from one who only counts brackets.
+    for (const char* before : {"<!-- \" -->", "<!x '>", "<![CDATA[<!--]]>", "<?xml a='>", "<b c=\"<!--\"/>",
+                               "<b c='\">'/>", "<b c=\"&#x\" d='<!-- x41;\"/>", "&#<!-- #65;"})
+        EXPECT_EQ(readBack("<QuillstonePreferences>" + std::string(before) + deep), "refused") << before;
 
     const std::string good = document("<card id=\"1\"><attribute name=\"a\" value=\"&#x41;\"/></card>");
     for (size_t length = 0; length < good.size(); ++length)
         EXPECT_EQ(readBack(good.substr(0, length)), "refused") << length;
-    std::mt19937 random(1);
-    for (int round = 0; round < 1000; ++round)
-    {
-        std::string damaged = good;
-        for (int i = 0; i < 3; ++i)
-            damaged[random() % damaged.size()] = static_cast<char>(random());
-        readBack(damaged); // as far as it comes
-    }
 
     PreferenceStore store(true);
-    std::filesystem::remove(path);
-    EXPECT_FALSE(store.read());
-    mkfifo(path.c_str(), 0600);
-    EXPECT_FALSE(store.read());
-    std::filesystem::remove(path);
-    std::filesystem::create_directory(path);
-    EXPECT_FALSE(store.read());
+    for (const char* inPlace : {"rm -f $0", "mkfifo $0", "rm $0 && mkdir $0"})
+    {
+        EXPECT_EQ(Child({"/bin/sh", "-c", inPlace, path}, home / "errors").wait(), 0);
+        EXPECT_FALSE(store.read()) << inPlace;
+    }
     unsetenv("HOME");
     PreferenceStore homeless(true);
     EXPECT_FALSE(homeless.read());

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
 #include <gtest/gtest.h>
 
 #include "preferences/PreferenceIO.h"
@@ -17,7 +13,7 @@ protected:
     PreferenceTest()
     {
         setenv("HOME", home.folder.c_str(), 1);
-        std::filesystem::create_directories(folder);
+        std::filesystem::create_directories(home / ".config/quillstone");
     }
 
     void put(const std::string& text) const { std::ofstream(path, std::ios::binary) << text; }
@@ -28,27 +24,25 @@ protected:
         return "<QuillstonePreferences>" + inner + "</QuillstonePreferences>";
     }
 
-    /// The whole table as text: "key[name=value,name=value] key[]".
+    /// The whole table as text: "key[name=value,name=value] key[]"; numbers by C++'s own notation for their type.
     static std::string tableOf(const PreferenceStore& store)
     {
-        std::string text;
+        std::ostringstream text;
         for (const auto& [key, attributes] : store.table)
         {
-            text += (text.empty() ? "" : " ") + key + "[";
+            text << (text.view().empty() ? "" : " ") << key;
+            char separator = '[';
             for (const auto& [name, value] : attributes)
-                text += (text.ends_with('[') ? "" : ",") + name + "=" +
-                        visit([](const auto& held) { return textOf(held); }, value);
-            text += "]";
+            {
+                static constexpr const char* types[] = {"bool ", "long ", "double ", ""};
+                text << std::exchange(separator, ',') << name << "=" << types[value.index()] << std::boolalpha;
+                visit([&](const auto& held) { text << held; }, value);
+            }
+            text << (attributes.empty() ? "[]" : "]");
         }
-        return text;
+        return text.str();
     }
 
-    static std::string textOf(const std::string& value) { return value; }
-    static std::string textOf(long value) { return "long " + std::to_string(value); }
-    static std::string textOf(double value) { return "double " + std::to_string(value); }
-    static std::string textOf(bool value) { return value ? "bool true" : "bool false"; }
-
-    const Stage home{{}};
-    const std::string folder = home / ".config/quillstone";
-    const std::string path = folder + "/QuillstonePreferences.xml";
+    const Stage home;
+    const std::string path = home / ".config/quillstone/QuillstonePreferences.xml";
 };

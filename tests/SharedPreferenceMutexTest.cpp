@@ -1,9 +1,4 @@
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <fstream>
 
 #include <gtest/gtest.h>
 
@@ -13,29 +8,28 @@
 namespace
 {
 
-constexpr const char* segmentPath = "/dev/shm/qsl_pref_mutex";
-
-/// Whether the body holds true in a process of its own, which ends without destructors.
+/// What the body returns in a process of its own, which ends without destructors.
 template <typename Body>
-bool inAnotherProcess(Body body)
+int inAnotherProcess(Body body)
 {
     const pid_t pid = fork();
     if (pid == 0)
-        _exit(body() ? 0 : 1);
-    return Child(pid).wait() == 0;
+        _exit(body());
+    return Child(pid).wait();
 }
 
-/// Whether another process could have the mutex at this moment. It attaches, and goes in order.
-bool freeForOthers()
+/// The error that another process gets which attaches and tries to have the mutex; 0 if it had it for a moment.
+int forOthers()
 {
     return inAnotherProcess(
         []
         {
             SharedPreferenceMutex other;
-            if (!other.open(false) || other.owner || pthread_mutex_trylock(other.segment) != 0)
-                return false;
+            if (!other.open(false) || other.owner)
+                return -1;
+            const int error = pthread_mutex_trylock(other.segment);
             other.unlock();
-            return true;
+            return error;
         });
 }
 
@@ -50,28 +44,33 @@ TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcesses)
         mutex.lock();
         mutex.lock();
         mutex.unlock();
-        EXPECT_FALSE(freeForOthers());
+        EXPECT_EQ(forOthers(), EBUSY);
         mutex.unlock();
-        EXPECT_TRUE(freeForOthers());
-        EXPECT_TRUE(freeForOthers()); // the name stays when one that attached goes
+        EXPECT_EQ(forOthers(), 0);
+        EXPECT_EQ(forOthers(), 0); // the name stays when one that attached goes
     }
-    EXPECT_FALSE(exists(segmentPath));
+    EXPECT_EQ(modeOf(segmentPath), "missing");
 }
 
-TEST(SharedPreferenceMutexTest, ReplacesWhatAKilledOwnerLeftLocked)
+TEST(SharedPreferenceMutexTest, ACreatorReplacesWhatAKilledOneLeft)
 {
-    EXPECT_TRUE(inAnotherProcess(
-        []
-        {
-            auto* left = new SharedPreferenceMutex;
-            const bool opened = left->open(true);
-            left->lock();
-            return opened;
-        }));
-    EXPECT_FALSE(freeForOthers());
-    SharedPreferenceMutex mutex;
-    ASSERT_TRUE(mutex.open(true));
-    EXPECT_TRUE(freeForOthers());
+    const auto diesHoldingIt = []
+    {
+        auto* left = new SharedPreferenceMutex;
+        const bool opened = left->open(true);
+        left->lock();
+        return opened ? 0 : 1;
+    };
+    EXPECT_EQ(inAnotherProcess(diesHoldingIt), 0);
+    EXPECT_EQ(forOthers(), EBUSY) << "programs of others don't know of a robust mutex";
+    for (const bool sized : {true, false})
+    {
+        if (!sized)
+            std::ofstream(segmentPath) << "short";
+        SharedPreferenceMutex mutex;
+        ASSERT_TRUE(mutex.open(true));
+        EXPECT_EQ(forOthers(), 0);
+    }
 }
 
 TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
@@ -89,13 +88,11 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
         const rlimit none = {0, 0};
         setrlimit(RLIMIT_FSIZE, &none);
     };
-    const Row rows[] = {
-        {"nothing to attach to", false, [] {}, false},
-        {"a segment that is not sized yet", false, [] { std::ofstream(segmentPath) << "short"; }, true},
-        {"a folder in its place", true, [] { mkdir(segmentPath, 0777); }, true},
-        {"no space", true, noSpace, false},
-    };
-    for (const Row& row : rows)
+    for (const Row& row :
+         {Row{"nothing to attach to", false, [] {}, false},
+          {"a segment that is not sized yet", false, [] { std::ofstream(segmentPath) << "short"; }, true},
+          {"a folder in its place", true, [] { mkdir(segmentPath, 0777); }, true},
+          {"no space", true, noSpace, false}})
     {
         const auto attempt = [&]
         {
@@ -104,10 +101,10 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
             const bool closed = !mutex.open(row.create) && !mutex.segment && !mutex.owner;
             mutex.lock(); // goes on without
             mutex.unlock();
-            return closed;
+            return closed ? 0 : 1;
         };
-        EXPECT_TRUE(inAnotherProcess(attempt)) << row.what;
-        EXPECT_EQ(exists(segmentPath), row.nameLeft) << row.what;
+        EXPECT_EQ(inAnotherProcess(attempt), 0) << row.what;
+        EXPECT_EQ(modeOf(segmentPath) != "missing", row.nameLeft) << row.what;
         remove(segmentPath);
     }
 }

@@ -24,12 +24,6 @@ protected:
         helper->start();
     }
 
-    size_t listeners()
-    {
-        const std::lock_guard lock(helper->listenersMutex);
-        return helper->listeners.size();
-    }
-
     static long entries(const char* folder) { return std::distance(std::filesystem::directory_iterator(folder), {}); }
 
     const long threadsBefore = entries("/proc/self/task");

@@ -1,65 +1,151 @@
 #pragma once
 
-#include <sys/types.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <map>
-#include <mutex>
+#include <sstream>
+#include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
-/// Collects what comes to /dev/log, as a syslog daemon would. Only on a machine of the test's own.
+#include "tests/Waiting.h"
+
+using Lines = std::vector<std::string>;
+
+inline constexpr const char* segmentPath = "/dev/shm/qsl_pref_mutex";
+
+inline std::string contents(const std::string& path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+/// Permission bits in octal, or "missing".
+inline std::string modeOf(const std::string& path)
+{
+    struct stat status = {};
+    char text[8] = "missing";
+    if (stat(path.c_str(), &status) == 0)
+        snprintf(text, sizeof text, "%o", status.st_mode & 0777);
+    return text;
+}
+
+/// Takes what comes to /dev/log, as a syslog daemon would. Only on a machine of the test's own.
 class SyslogCollector
 {
 public:
-    SyslogCollector();
-    ~SyslogCollector();
+    SyslogCollector()
+    {
+        if (!getenv("OSTRIVANE_PRIVATE_MACHINE"))
+            throw std::runtime_error("not on a machine of the test's own");
+        const sockaddr_un address = {AF_UNIX, "/dev/log"};
+        unlink(address.sun_path);
+        if (bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+            throw std::runtime_error("cannot listen at /dev/log");
+    }
 
-    /// Each message as "priority text", without date, ident and pid.
-    std::vector<std::string> messages() const;
-    bool waitFor(const std::string& message) const;
-    bool waitForCount(size_t count) const;
+    ~SyslogCollector() { close(socket); }
+
+    /// Waits until there are so many messages and takes all that there are, each as "priority text", without date,
+    /// ident and pid.
+    Lines take(size_t count)
+    {
+        Lines messages;
+        static_cast<void>(waitFor(
+            [&]
+            {
+                char bytes[4096];
+                for (ssize_t size = 0; (size = recv(socket, bytes, sizeof bytes, MSG_DONTWAIT)) > 0;)
+                {
+                    // <14>Nov 22 10:00:00 OstrivaneHelper[123]: text
+                    const std::string line(bytes, static_cast<size_t>(size));
+                    const int code = atoi(line.c_str() + 1);
+                    const bool ours = line.find(" OstrivaneHelper[") != std::string::npos && (code & ~7) == 8;
+                    const std::string text = line.substr(std::min(line.size(), line.find("]: ") + 3));
+                    messages.push_back(ours ? std::to_string(code & 7) + " " + text : "foreign " + line);
+                }
+                return messages.size() >= count;
+            }));
+        return messages;
+    }
 
 private:
-    void run();
-
-    int socket = -1;
-    mutable std::mutex mutex;
-    std::vector<std::string> received;
-    std::thread thread;
+    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 };
 
 /// A folder with its own copy of what a program needs beside it, removed in the end.
 class Stage
 {
 public:
-    explicit Stage(const std::vector<std::string>& files);
-    ~Stage();
+    explicit Stage(const Lines& files = {})
+    {
+        for (const std::string& file : files)
+            std::filesystem::copy(file, folder);
+    }
+
+    ~Stage() { std::filesystem::remove_all(folder); }
 
     std::string operator/(const std::string& name) const { return folder + "/" + name; }
 
-    std::string folder;
+    const std::string folder = mkdtemp(std::string("/tmp/ostrivane-test-XXXXXX").data());
 };
 
-/// A child of this process. Ended in the destructor, at the latest.
+/// A child of this process. Killed in the destructor, at the latest.
 class Child
 {
 public:
     using Environment = std::map<std::string, std::string>;
 
+    explicit Child(pid_t pid) : pid(pid) {} ///< One that a fork or another child left to this process.
+
     /// What the child writes to stderr goes to `errors`.
-    explicit Child(pid_t pid) : pid(pid) {} ///< One that a child left to this process.
-    Child(const std::vector<std::string>& words, const Environment& environment, const std::string& errors);
-    ~Child();
+    Child(const Lines& words, const std::string& errors, const Environment& environment = {}) : pid(fork())
+    {
+        if (pid != 0)
+            return;
+        std::vector<char*> arguments;
+        for (const std::string& word : words)
+            arguments.push_back(const_cast<char*>(word.c_str()));
+        arguments.push_back(nullptr);
+        for (const auto& [name, value] : environment)
+            setenv(name.c_str(), value.c_str(), 1);
+        dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDERR_FILENO);
+        execv(arguments[0], arguments.data());
+        _exit(127);
+    }
 
-    void signal(int number) const;
-    /// Exit status, or -1 if a signal ended it; so does a deadline.
-    int wait();
+    ~Child() { wait(0); }
 
-    pid_t pid = -1;
+    /// Exit status, or -1 if a signal ended it; so does the deadline.
+    int wait(int seconds = 20)
+    {
+        int status = 0;
+        const auto ended = [&] { return waitpid(pid, &status, WNOHANG) == pid; };
+        if (pid > 0 && !waitFor(ended, std::chrono::seconds(seconds)))
+        {
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+        }
+        pid = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    /// The status after it was asked to end.
+    int stop(int signal = SIGTERM)
+    {
+        kill(pid, signal);
+        return wait();
+    }
+
+    pid_t pid;
 };
-
-std::string contents(const std::string& path);
-bool exists(const std::string& path);
-/// Permission bits in octal, or "missing".
-std::string modeOf(const std::string& path);

@@ -3,11 +3,10 @@
 #include <chrono>
 #include <thread>
 
-/// Long enough for the slowest machine and the slowest sanitizer; nobody waits that long but for a fault.
-inline constexpr std::chrono::seconds deadline{20};
-
+/// Looks every millisecond whether it holds. The deadline is long enough for the slowest machine and the slowest
+/// sanitizer; nobody waits that long but for a fault.
 template <typename Predicate>
-bool waitFor(Predicate predicate)
+bool waitFor(Predicate predicate, std::chrono::milliseconds deadline = std::chrono::seconds(20))
 {
     const auto end = std::chrono::steady_clock::now() + deadline;
     while (!predicate())
@@ -23,14 +22,6 @@ bool waitFor(Predicate predicate)
 template <typename Number, typename Read>
 bool staysAt(Number expected, Read read)
 {
-    if (!waitFor([&] { return read() == expected; }))
-        return false;
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(60);
-    while (std::chrono::steady_clock::now() < end)
-    {
-        if (read() != expected)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return waitFor([&] { return read() == expected; }) &&
+           !waitFor([&] { return read() != expected; }, std::chrono::milliseconds(60));
 }

@@ -1,4 +1,5 @@
 #include <dlfcn.h>
+#include <sys/mman.h>
 #include <sys/types.h>
 
 #include <cerrno>
@@ -6,19 +7,18 @@
 #include <cstdlib>
 #include <cstring>
 
-// Preloaded into the daemon: the first call of the function that FAIL_CALL names fails with EIO, the others work.
+// Preloaded into the daemon: the first call of the function that FAIL_CALL names, or the first FAIL_TIMES, fail.
 
 namespace
 {
 
-bool fails(const char* call)
+bool fails(const char* call, int error = EIO)
 {
-    static bool failed = false;
+    static int left = getenv("FAIL_TIMES") ? atoi(getenv("FAIL_TIMES")) : 1;
     const char* wanted = getenv("FAIL_CALL");
-    if (failed || !wanted || strcmp(wanted, call) != 0)
+    if (!wanted || strcmp(wanted, call) != 0 || left-- <= 0)
         return false;
-    failed = true;
-    errno = EIO;
+    errno = error;
     return true;
 }
 
@@ -42,5 +42,9 @@ extern "C"
     int sigprocmask(int how, const sigset_t* set, sigset_t* former)
     {
         return fails("sigprocmask") ? -1 : real(&sigprocmask, "sigprocmask")(how, set, former);
+    }
+    int shm_open(const char* name, int flags, mode_t mode)
+    {
+        return fails("shm_open", EEXIST) ? -1 : real(&shm_open, "shm_open")(name, flags, mode);
     }
 }
