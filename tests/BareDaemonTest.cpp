@@ -3,9 +3,6 @@
 
 #include "tests/DaemonTest.h"
 
-namespace
-{
-
 /// What the runtime of a sanitizer would stand in the way of: it intercepts calls and has a thread of its own.
 class BareDaemonTest : public DaemonTest
 {
@@ -14,53 +11,43 @@ class BareDaemonTest : public DaemonTest
 TEST_F(BareDaemonTest, EndsWhereACallOfItsWayIntoTheBackgroundFails)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    struct Row
-    {
-        const char* call;
-        std::string errors; ///< Of the launcher, if it is that one which ends with status 1.
-        Lines messages;
-    };
+    using Row =
+        std::tuple<const char*, const char*, Lines>; // complaint of the launcher, if that one ends, and messages
     environment["LD_PRELOAD"] = INTERPOSER;
-    for (const Row& row : {Row{"fork", "Failed to fork daemon (5)\n", {}},
-                           {"setsid", "", {"2 Failed to set new session id (5)\n"}},
-                           {"chdir", "", {"2 Failed to change current directory (5)\n"}}})
+    for (const auto& [call, complaint, messages] : {Row{"fork", "Failed to fork daemon (5)\n", {}},
+                                                    {"setsid", "", {"2 Failed to set new session id (5)\n"}},
+                                                    {"chdir", "", {"2 Failed to change current directory (5)\n"}}})
     {
-        SCOPED_TRACE(row.call);
-        environment["FAIL_CALL"] = row.call;
-        EXPECT_EQ(run({}).wait(), row.errors.empty() ? 0 : 1);
-        EXPECT_EQ(syslog.take(row.messages.size()), row.messages);
-        EXPECT_EQ(errors(), row.errors);
+        SCOPED_TRACE(call);
+        environment["FAIL_CALL"] = call;
+        EXPECT_EQ(run({}).wait(), *complaint ? 1 : 0);
+        EXPECT_EQ(syslog.take(messages.size()), messages);
+        EXPECT_EQ(errors(), complaint);
         int status = 0;
-        EXPECT_EQ(waitpid(-1, &status, 0) > 0, row.errors.empty()); // the one that it left
-        EXPECT_EQ(WEXITSTATUS(status), row.errors.empty() ? 1 : 0);
+        EXPECT_EQ(waitpid(-1, &status, 0) < 0, *complaint != 0); // the one that it left
+        EXPECT_EQ(WEXITSTATUS(status), *complaint ? 0 : 1);
     }
 }
 
 TEST_F(BareDaemonTest, GoesOnWhereAnotherCallFails)
 {
-    struct Row
-    {
-        const char* call;
-        const char* times;
-        Lines messages;
-        const char* devices; ///< What the simulator says to "list", if the daemon has opened it.
-        int status;
-    };
+    // What fails how often, the messages, what the simulator says to "list" if the daemon has opened it, exit status.
+    using Row = std::tuple<const char*, const char*, Lines, const char*, int>;
     environment["LD_PRELOAD"] = INTERPOSER;
-    for (const Row& row : {Row{"sigprocmask", "1", {listeningLine, "3 Error masking signals (5)\n"}, "ok", -1},
-                           {"sigwait", "1", {listeningLine, "2 Failed to wait for termination signal (5)\n"}, "ok", 1},
-                           {"shm_open", "9", {listeningLine}, "ok", 0}, // others make the segment at the same time
-                           {"shm_open", "9999999", {listeningLine}, "", 0}})
+    for (const auto& [call, times, messages, devices, status] :
+         {Row{"sigprocmask", "1", {listeningLine, "3 Error masking signals (5)\n"}, "ok", -1},
+          {"sigwait", "1", {listeningLine, "2 Failed to wait for termination signal (5)\n"}, "ok", 1},
+          {"shm_open", "9", {listeningLine}, "ok", 0}, // others make the segment at the same time
+          {"shm_open", "9999999", {listeningLine}, "", 0}})
     {
-        SCOPED_TRACE(std::string(row.call) + " " + row.times);
-        environment["FAIL_CALL"] = row.call;
-        environment["FAIL_TIMES"] = row.times;
+        SCOPED_TRACE(std::string(call) + " " + times);
+        environment["FAIL_CALL"] = call;
+        environment["FAIL_TIMES"] = times;
         Child daemon = run({"-n"});
-        EXPECT_EQ(syslog.take(row.messages.size()), row.messages);
-        EXPECT_EQ(say("list"), row.devices);
-        EXPECT_EQ(daemon.stop(row.status < 0 ? SIGKILL : SIGTERM), row.status);
-        if (row.status >= 0)
-            EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
+        EXPECT_EQ(syslog.take(messages.size()), messages);
+        EXPECT_EQ(say("list"), devices);
+        EXPECT_EQ(daemon.stop(status < 0 ? SIGKILL : SIGTERM), status);
+        EXPECT_EQ(syslog.take(status < 0 ? 0 : 1), status < 0 ? Lines{} : Lines{stoppedLine});
     }
 }
 
@@ -120,6 +107,4 @@ TEST_F(BareDaemonTest, ADeviceForWhichNoThreadCanBeHadGoesWithoutListener)
     }
     EXPECT_EQ(daemon.stop(), 0);
     EXPECT_EQ(contents(stage / "report"), "ok 0\n");
-}
-
 }

@@ -9,14 +9,11 @@
 #include "simulator/SimulatedObject.h"
 #include "tests/Waiting.h"
 
-namespace
-{
-
 using Positions = std::vector<size_t>;
 
 /// Where the compiler put virtual operations: in this ABI a pointer to one holds its offset in the table, plus one.
 template <typename... Operation>
-Positions positionsOf(Operation... operation)
+static Positions positionsOf(Operation... operation)
 {
     return {(std::bit_cast<std::array<uintptr_t, 2>>(operation)[0] - 1) / sizeof(void*)...};
 }
@@ -43,23 +40,22 @@ TEST(BoundaryTest, EveryOperationHasItsPosition)
 
 TEST(BoundaryTest, IdsAndCodesAreTheLibrarys)
 {
-    const std::pair<InterfaceId, const char*> ids[] = {
-        {IID_IUnknown, "0000000000000000C000000000000046"},
-        {IID_ITessarigGroupedDevice, "30D4142939984B6D84F878C94A797C6E"},
-        {IID_ITessarigAttributes, "F47551D7AD2247AFBCFD6BE88AA879D9"},
-        {IID_ITessarigHardwareState, "89D202A8D97149E4A97FAE9D06E0CDD4"},
-        {IID_ITessarigConfiguration, "5A68FFD41C124EDEA6D245451D385FC1"},
-        {IID_ITessarigNotification, "1D70FAACFD2748669DE60939D1E4C7F1"},
-        {IID_ITessarigTopicBroadcaster, "2A7320AB3F9C4ED1B364D17132CDC93D"},
-        {IID_ITessarigPeerDevice, "16093466674A432B9DA01AC2C5A8241C"},
-        {IID_ITessarigNotificationCallback, "B002A1EC070D42888289BD5D36E5FF0D"}};
-    for (const auto& [id, expected] : ids)
-    {
-        char text[33];
-        for (int i = 0; i < 16; ++i)
-            snprintf(text + 2 * i, 3, "%02X", id.bytes[i]);
-        EXPECT_STREQ(text, expected);
-    }
+    std::string ids;
+    for (const InterfaceId& id :
+         {IID_IUnknown, IID_ITessarigGroupedDevice, IID_ITessarigAttributes, IID_ITessarigHardwareState,
+          IID_ITessarigConfiguration, IID_ITessarigNotification, IID_ITessarigTopicBroadcaster, IID_ITessarigPeerDevice,
+          IID_ITessarigNotificationCallback})
+        for (const uint8_t byte : id.bytes)
+            ids += {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
+    EXPECT_EQ(ids, "0000000000000000C000000000000046"
+                   "30D4142939984B6D84F878C94A797C6E"
+                   "F47551D7AD2247AFBCFD6BE88AA879D9"
+                   "89D202A8D97149E4A97FAE9D06E0CDD4"
+                   "5A68FFD41C124EDEA6D245451D385FC1"
+                   "1D70FAACFD2748669DE60939D1E4C7F1"
+                   "2A7320AB3F9C4ED1B364D17132CDC93D"
+                   "16093466674A432B9DA01AC2C5A8241C"
+                   "B002A1EC070D42888289BD5D36E5FF0D");
     std::string codes;
     for (const uint32_t code : {Topic::setd, Topic::hwic, Topic::hwiC, Topic::pref, Attribute::dgid, Attribute::nsbd,
                                 Attribute::subi, Attribute::peid, Information::eicf})
@@ -78,76 +74,73 @@ struct BareObject
     void* positions[20];
 };
 
-CallLog calls;
-std::atomic<int64_t> references = 0;
-std::atomic<bool> ending = false; ///< From here on the releases are noted, too.
-std::atomic<BareObject*> callback = nullptr;
-std::thread change;
+static CallLog calls;
+static std::atomic<int64_t> references = 0;
+static std::atomic<bool> ending = false; ///< From here on the releases are noted, too.
+static std::atomic<BareObject*> callback = nullptr;
+static std::thread change;
 
-uint32_t note(BareObject* self, const std::string& operation, const std::string& argument = {})
+static uint32_t note(BareObject* self, const std::string& operation, const std::string& argument = {})
 {
     calls.add(self->name, operation, argument);
     return 0;
 }
 
-uint32_t notify(uint32_t topic, int64_t param1, int64_t param2)
+static uint32_t notify(uint32_t topic, int64_t param1, int64_t param2)
 {
     using Notify = uint32_t (*)(BareObject*, uint32_t, int64_t, int64_t);
     return reinterpret_cast<Notify>(callback.load()->table[3])(callback, topic, param1, param2);
 }
 
 template <typename Function>
-void* entry(Function function)
+static void* entry(Function function)
 {
     return reinterpret_cast<void*>(+function);
 }
 
-BareObject device("device", {});
-BareObject preparing("state of device", {{6, entry([](BareObject* self) { return note(self, "prepare"); })}});
-BareObject configuration("configuration", {{19, entry([](BareObject* self) { return note(self, "handled"); })}});
-BareObject state("state",
-                 {// Takes until a setting that is changed meanwhile has been saved.
-                  {3, entry(
-                          [](BareObject* self, uint32_t value)
-                          {
-                              change = std::thread([] { EXPECT_EQ(notify(0x73657464, 0, 0), 0U); });
-                              const bool saved = waitFor([] { return calls.count("post") == 1; });
-                              return note(self, saved ? "handle" : "held up", std::to_string(value));
-                          })},
-                  {4, entry([](BareObject* self, uint32_t value, int64_t extra)
-                            { return note(self, "handle", std::to_string(value) + " " + std::to_string(extra)); })},
-                  {5, entry([](BareObject* self) { return note(self, "persist"); })}});
-BareObject notification("notification", {{3, entry(
-                                                 [](BareObject* self, uint32_t topic, BareObject* subscriber)
-                                                 {
-                                                     callback = subscriber;
-                                                     return note(self, "subscribe", codeText(topic));
-                                                 })},
-                                         {4, entry([](BareObject* self, uint32_t topic, BareObject*)
-                                                   { return note(self, "unsubscribe", codeText(topic)); })}});
-BareObject
+static BareObject device("device", {});
+static BareObject preparing("state of device", {{6, entry([](BareObject* self) { return note(self, "prepare"); })}});
+static BareObject configuration("configuration", {{19, entry([](BareObject* self) { return note(self, "handled"); })}});
+static BareObject
+    state("state",
+          {// Takes until a setting that is changed meanwhile has been saved.
+           {3, entry(
+                   [](BareObject* self, uint32_t value)
+                   {
+                       change = std::thread([] { EXPECT_EQ(notify(0x73657464, 0, 0), 0U); });
+                       const bool saved = waitFor([] { return calls.count("post") == 1; });
+                       return note(self, saved ? "handle" : "held up", std::to_string(value));
+                   })},
+           {4, entry([](BareObject* self, uint32_t value, int64_t extra)
+                     { return note(self, "refuse", std::to_string(value) + " " + std::to_string(extra)) - 1; })},
+           {5, entry([](BareObject* self) { return note(self, "persist"); })}});
+static BareObject notification("notification", {{3, entry(
+                                                        [](BareObject* self, uint32_t topic, BareObject* subscriber)
+                                                        {
+                                                            callback = subscriber;
+                                                            return note(self, "subscribe", codeText(topic));
+                                                        })},
+                                                {4, entry([](BareObject* self, uint32_t topic, BareObject*)
+                                                          { return note(self, "unsubscribe", codeText(topic)); })}});
+static BareObject
     broadcaster("broadcaster",
                 {{3, entry([](BareObject* self, uint32_t topic, int64_t a, int64_t b)
                            { return note(self, "post", codeText(topic) + (a == 0 && b == 0 ? "" : " wrong")); })}});
 
 /// Tells the ids apart by their first byte.
-uint32_t query(BareObject* self, InterfaceId iid, void** out)
+static uint32_t query(BareObject* self, InterfaceId iid, void** out)
 {
-    const std::map<int, BareObject*> faces = {{0x89, self == &configuration ? &state : &preparing},
-                                              {0x5A, &configuration},
-                                              {0x1D, &notification},
-                                              {0x2A, &broadcaster}};
-    *out = faces.at(iid.bytes[0]);
+    const int face = iid.bytes[0];
+    *out = face == 0x5A             ? &configuration
+           : face == 0x1D           ? &notification
+           : face == 0x2A           ? &broadcaster
+           : self == &configuration ? &state
+                                    : &preparing;
     ++references;
     return 0;
 }
 
-int64_t release(BareObject* self)
-{
-    if (ending)
-        note(self, "release");
-    return --references;
-}
+static int64_t release(BareObject* self) { return (ending ? note(self, "release") : 0) + --references; }
 
 BareObject::BareObject(const char* name, const std::map<size_t, void*>& operations)
     : name(name), positions{entry(query), entry([](BareObject*) { return ++references; }), entry(release)}
@@ -163,19 +156,23 @@ TEST(BoundaryTest, AListenerWorksOnBareTables)
     listener->listening.wait();
     EXPECT_EQ(notify(0x68776963, 0x700000005, 0), 0U);
     EXPECT_EQ(notify(0x68776943, 6, -7), 0U);
+    EXPECT_EQ(notify(0x70726566, 0, 0), 0U);
     change.join();
+    void* out = nullptr;
+    EXPECT_EQ(listener->QueryInterface(IID_IUnknown, &out), 0x80000004);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(listener->QueryInterface(IID_ITessarigNotificationCallback, &out), 0U);
+    EXPECT_EQ(out, callback);
     listener->unsubscribe();
     ending = true;
     EXPECT_EQ(listener->Release(), 0);
 
     EXPECT_EQ(references, 0);
-    EXPECT_EQ(calls.lines(),
-              (std::vector<std::string>{
-                  "state of device.prepare", "notification.subscribe hwic", "notification.subscribe hwiC",
-                  "notification.subscribe setd", "state.persist", "broadcaster.post pref", "state.handle 5",
-                  "configuration.handled", "state.handle 6 -7", "configuration.handled",
-                  "notification.unsubscribe setd", "notification.unsubscribe hwic", "notification.unsubscribe hwiC",
-                  "notification.release", "state.release", "configuration.release", "device.release"}));
-}
-
+    EXPECT_EQ(calls.lines(), (std::vector<std::string>{"state of device.prepare", "notification.subscribe hwic",
+                                                       "notification.subscribe hwiC", "notification.subscribe setd",
+                                                       "state.persist", "broadcaster.post pref", "state.handle 5",
+                                                       "configuration.handled", "state.refuse 6 -7",
+                                                       "notification.unsubscribe setd", "notification.unsubscribe hwic",
+                                                       "notification.unsubscribe hwiC", "notification.release",
+                                                       "state.release", "configuration.release", "device.release"}));
 }

@@ -2,9 +2,6 @@
 
 #include "deviceapi/TessarigAPI.h"
 
-namespace
-{
-
 /// Gives itself for one id, with the result code that it is told.
 struct Counted final : ITessarig
 {
@@ -62,6 +59,4 @@ TEST(COMPtrTest, OwnsExactlyOneReferenceHoweverItWasFilledAndIsJudgedByThePointe
         EXPECT_EQ(readAttribute(copy, Attribute::dgid), 0);
     }
     EXPECT_EQ(counts(), Counts(0, 0));
-}
-
 }

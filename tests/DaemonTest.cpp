@@ -4,9 +4,6 @@
 
 #include "preferences/SharedPreferenceMutex.h"
 
-namespace
-{
-
 TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
 {
     umask(0);
@@ -14,7 +11,7 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
     Child daemon = run({"-n", "-p", stage / "pid"});
     ASSERT_EQ(syslog.take(1), Lines{listeningLine});
     EXPECT_EQ(contents(stage / "pid"), std::to_string(daemon.pid) + "\n");
-    EXPECT_EQ(modeOf(segmentPath), "666");
+    EXPECT_EQ(modeOf(segmentPath), 0666U);
 
     EXPECT_EQ(say("plug 17"), "ok");
     ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Subscribe setd"); }));
@@ -44,8 +41,8 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
     EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
     EXPECT_EQ(errors(), "Start\n");
     EXPECT_EQ(contents(stage / "report"), "ok 0\n");
-    EXPECT_EQ(modeOf(segmentPath), "missing");
-    EXPECT_NE(modeOf(stage / "pid"), "missing");
+    EXPECT_EQ(modeOf(segmentPath), 0U);
+    EXPECT_NE(modeOf(stage / "pid"), 0U);
 }
 
 TEST_F(DaemonTest, GoesIntoTheBackground)
@@ -60,8 +57,8 @@ TEST_F(DaemonTest, GoesIntoTheBackground)
     EXPECT_EQ(std::filesystem::read_symlink(process / "cwd"), "/");
     for (const char* descriptor : {"0", "1", "2"})
         EXPECT_EQ(std::filesystem::read_symlink(process / "fd" / descriptor), "/dev/null");
-    EXPECT_EQ(modeOf(stage / "pid"), "666");
-    EXPECT_EQ(modeOf(segmentPath), "666");
+    EXPECT_EQ(modeOf(stage / "pid"), 0666U);
+    EXPECT_EQ(modeOf(segmentPath), 0666U);
     EXPECT_EQ(daemon.stop(SIGINT), 0);
     EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
     EXPECT_EQ(errors(), "");
@@ -69,49 +66,37 @@ TEST_F(DaemonTest, GoesIntoTheBackground)
 
 TEST_F(DaemonTest, TakesItsOptionsInEveryForm)
 {
-    struct Row
-    {
-        Lines options;
-        std::string diagnostic;
-        bool pidFile;
-    };
     const std::string pid = stage / "pid";
-    for (const Row& row : {Row{{"-np", pid}, "", true},
-                           {{"--no-daemon", "--pid-file=" + pid}, "", true},
-                           {{"-n", "-p" + pid, "word"}, "", true},
-                           {{"--pid-file", "/nowhere/pid", "--no-d", "--pid", pid}, "", true},
-                           {{"-n", "-x"}, "invalid option", false},
-                           {{"-n", "--help"}, "unrecognized option", false},
-                           {{"-n", "-p"}, "requires an argument", false}})
+    using Row = std::tuple<Lines, const char*, bool>; // options, diagnostic and whether there is a pid file
+    for (const auto& [options, diagnostic, pidFile] :
+         {Row{{"-np", pid}, "", true},
+          {{"--no-daemon", "--pid-file=" + pid}, "", true},
+          {{"-n", "-p" + pid, "word"}, "", true},
+          {{"--pid-file", "/nowhere/pid", "--no-d", "--pid", pid}, "", true},
+          {{"-n", "-x"}, "invalid option", false},
+          {{"-n", "--help"}, "unrecognized option", false},
+          {{"-n", "-p"}, "requires an argument", false}})
     {
-        SCOPED_TRACE(row.options.back());
-        Child daemon = run(row.options);
+        SCOPED_TRACE(options.back());
+        Child daemon = run(options);
         EXPECT_EQ(syslog.take(1), Lines{listeningLine});
         EXPECT_EQ(daemon.stop(SIGINT), 0);
         EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
-        EXPECT_NE(errors().find(row.diagnostic), std::string::npos) << errors();
+        EXPECT_NE(errors().find(diagnostic), std::string::npos) << errors();
         EXPECT_TRUE(errors().ends_with("Start\n"));
-        EXPECT_EQ(modeOf(pid) != "missing", row.pidFile);
+        EXPECT_EQ(modeOf(pid) != 0, pidFile);
         std::filesystem::remove(pid);
     }
     EXPECT_EQ(run({"-n", "-p", "/nowhere/pid"}).wait(), 1);
     EXPECT_EQ(syslog.take(1), Lines{"2 Failed to open pidfile: /nowhere/pid (2)\n"});
     EXPECT_EQ(errors(), "");
-    EXPECT_EQ(modeOf(segmentPath), "missing");
+    EXPECT_EQ(modeOf(segmentPath), 0U);
 }
 
 TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
 {
-    struct Row
-    {
-        const char* what;
-        std::string beside; ///< The library beside the daemon; empty for none.
-        std::string commands;
-        const char* prepare; ///< And undo, by the shell.
-        const char* undo;
-        std::string complaint;
-        std::string report;
-    };
+    // What, the library beside the daemon, its commands, preparation and undoing by the shell, complaint, report.
+    using Row = std::tuple<const char*, std::string, const char*, const char*, const char*, const char*, const char*>;
     const std::string simulator = SIMULATOR_LIBRARY;
     const std::string bare = FIXTURES "/bare/libTessarigAPI.so";
     const char* const unwritable =
@@ -119,7 +104,7 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         "value=\"b\"/></card>"
         "<group id=\"0\"><attribute name=\"NetOutputVideoPort\" value=\"1\"/></group></QuillstonePreferences>' "
         ">/etc/quillstone/QuillstonePreferences.xml && mount -o remount,bind,ro /etc";
-    for (const Row& row :
+    for (const auto& [what, beside, commands, prepare, undo, complaint, report] :
          {Row{"no library", "", "", "", "", "libTessarigAPI.so", ""},
           {"bare tables", bare, "", "", "", "get 65696366 3\ninstall\nuninstall\n", ""},
           {"no discovery", simulator, "fail api CreateTessarigDiscoveryInstance 1", "", "", "", "ok 0\n"},
@@ -133,22 +118,22 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
           {"a file that can't be written", simulator, "", unwritable,
            "mount -o remount,bind,rw /etc && rm -r /etc/quillstone", "", "ok 0\n"}})
     {
-        SCOPED_TRACE(row.what);
+        SCOPED_TRACE(what);
         std::filesystem::remove(stage / "libTessarigAPI.so");
         std::filesystem::remove(stage / "report");
-        if (!row.beside.empty())
-            std::filesystem::copy(row.beside, stage.folder);
-        ASSERT_EQ(std::system(row.prepare), 0);
-        environment["TESSARIG_SIMULATOR_COMMANDS"] = row.commands;
+        if (!beside.empty())
+            std::filesystem::copy(beside, stage.folder);
+        ASSERT_EQ(std::system(prepare), 0);
+        environment["TESSARIG_SIMULATOR_COMMANDS"] = commands;
         Child daemon = run({"-n"});
         EXPECT_EQ(syslog.take(1), Lines{listeningLine});
         EXPECT_EQ(daemon.stop(), 0);
         EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
         EXPECT_TRUE(errors().starts_with("Start\n"));
-        EXPECT_NE(errors().find(row.complaint), std::string::npos) << errors();
-        EXPECT_EQ(contents(stage / "report"), row.report);
-        ASSERT_EQ(std::system(row.undo), 0);
-        EXPECT_EQ(modeOf(segmentPath), "missing");
+        EXPECT_NE(errors().find(complaint), std::string::npos) << errors();
+        EXPECT_EQ(contents(stage / "report"), report);
+        ASSERT_EQ(std::system(undo), 0);
+        EXPECT_EQ(modeOf(segmentPath), 0U);
     }
 }
 
@@ -156,11 +141,9 @@ TEST_F(DaemonTest, ASignalDuringTheStartStopsInOrder)
 {
     environment["TESSARIG_SIMULATOR_COMMANDS"] = "slow api CreateTessarigAPIInformationInstance 200ms";
     Child daemon = run({"-n"});
-    ASSERT_TRUE(waitFor([] { return modeOf(segmentPath) != "missing"; }));
+    ASSERT_TRUE(waitFor([] { return modeOf(segmentPath) != 0; }));
     kill(daemon.pid, SIGTERM);
     EXPECT_EQ(daemon.stop(SIGINT), 0); // stays pending
     EXPECT_EQ(syslog.take(2), (Lines{listeningLine, stoppedLine}));
-    EXPECT_EQ(modeOf(segmentPath), "missing");
-}
-
+    EXPECT_EQ(modeOf(segmentPath), 0U);
 }

@@ -1,8 +1,5 @@
 #include "tests/PreferenceTest.h"
 
-namespace
-{
-
 /// One system call of a save, as strace shows it.
 struct Call
 {
@@ -11,7 +8,7 @@ struct Call
     std::string when; ///< Its occurrence from the start of the process, as strace is told it.
 };
 
-/// The save of save_probe under strace, which makes calls fail or ends the process at one.
+/// The save of the probe under strace, which makes calls fail or ends the process at one.
 class SaveFaultTest : public PreferenceTest
 {
 protected:
@@ -19,7 +16,7 @@ protected:
     int save(const std::string& injection)
     {
         put(oldFile);
-        return Child({"/usr/bin/strace", "-o", home / "trace", "-s", "200", "-e", "inject=" + injection, SAVE_PROBE},
+        return Child({"/usr/bin/strace", "-o", home / "trace", "-s", "200", "-e", "inject=" + injection, PROBE, "save"},
                      home / "errors")
             .wait();
     }
@@ -92,6 +89,4 @@ TEST_F(SaveFaultTest, AFailureOrAKillAtAnyCallLeavesTheOldFileOrTheNewOneWhole)
         renamed = renamed || call.name == "rename";
     }
     EXPECT_EQ(step, std::end(steps)) << "the save has not made all of these calls in this order";
-}
-
 }

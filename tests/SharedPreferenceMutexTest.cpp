@@ -5,9 +5,6 @@
 #include "preferences/SharedPreferenceMutex.h"
 #include "tests/TestMachine.h"
 
-namespace
-{
-
 /// What the body returns in a process of its own, which ends without destructors.
 template <typename Body>
 int inAnotherProcess(Body body)
@@ -39,7 +36,7 @@ TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcesses)
     {
         SharedPreferenceMutex mutex;
         ASSERT_TRUE(mutex.open(true));
-        EXPECT_EQ(modeOf(segmentPath), "666");
+        EXPECT_EQ(modeOf(segmentPath), 0666U);
         EXPECT_EQ(contents(segmentPath).size(), 40U);
         mutex.lock();
         mutex.lock();
@@ -49,7 +46,7 @@ TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcesses)
         EXPECT_EQ(forOthers(), 0);
         EXPECT_EQ(forOthers(), 0); // the name stays when one that attached goes
     }
-    EXPECT_EQ(modeOf(segmentPath), "missing");
+    EXPECT_EQ(modeOf(segmentPath), 0U);
 }
 
 TEST(SharedPreferenceMutexTest, ACreatorReplacesWhatAKilledOneLeft)
@@ -75,38 +72,32 @@ TEST(SharedPreferenceMutexTest, ACreatorReplacesWhatAKilledOneLeft)
 
 TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
 {
-    struct Row
-    {
-        const char* what;
-        bool create;
-        void (*prepare)();
-        bool nameLeft;
-    };
     const auto noSpace = []
     {
         signal(SIGXFSZ, SIG_IGN);
         const rlimit none = {0, 0};
         setrlimit(RLIMIT_FSIZE, &none);
     };
-    for (const Row& row :
-         {Row{"nothing to attach to", false, [] {}, false},
-          {"a segment that is not sized yet", false, [] { std::ofstream(segmentPath) << "short"; }, true},
-          {"a folder in its place", true, [] { mkdir(segmentPath, 0777); }, true},
-          {"no space", true, noSpace, false}})
+    using Row = std::tuple<const char*, bool, void (*)(), bool>; // what, create, preparation, whether a name is left
+    const auto nothing = [] {};
+    const auto unsized = [] { std::ofstream(segmentPath) << "short"; };
+    const auto folder = [] { static_cast<void>(mkdir(segmentPath, 0777)); };
+    for (const auto& [what, create, prepare, nameLeft] : {Row{"nothing to attach to", false, nothing, false},
+                                                          {"a segment that is not sized yet", false, unsized, true},
+                                                          {"a folder in its place", true, folder, true},
+                                                          {"no space", true, noSpace, false}})
     {
-        const auto attempt = [&]
+        const auto attempt = [create = create, prepare = prepare]
         {
-            row.prepare();
+            prepare();
             SharedPreferenceMutex mutex;
-            const bool closed = !mutex.open(row.create) && !mutex.segment && !mutex.owner;
+            const bool closed = !mutex.open(create) && !mutex.segment && !mutex.owner;
             mutex.lock(); // goes on without
             mutex.unlock();
             return closed ? 0 : 1;
         };
-        EXPECT_EQ(inAnotherProcess(attempt), 0) << row.what;
-        EXPECT_EQ(modeOf(segmentPath) != "missing", row.nameLeft) << row.what;
+        EXPECT_EQ(inAnotherProcess(attempt), 0) << what;
+        EXPECT_EQ(modeOf(segmentPath) != 0, nameLeft) << what;
         remove(segmentPath);
     }
-}
-
 }

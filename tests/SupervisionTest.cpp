@@ -1,76 +1,101 @@
 #include <atomic>
+#include <filesystem>
 #include <random>
 
-#include "tests/SupervisionTest.h"
+#include "device/OstrivaneHelper.h"
+#include "simulator/Commands.h"
+#include "tests/SimulatorTest.h"
 
 using namespace std::chrono_literals;
+using Ids = std::vector<int64_t>;
 
-namespace
+/// The whole supervision on simulated cards, in this process. Ends with as many threads and descriptors as before.
+class SupervisionTest : public SimulatorTest
 {
+protected:
+    SupervisionTest() { restart(); }
 
-using Lines = std::vector<std::string>;
+    ~SupervisionTest() override
+    {
+        helper.reset();
+        EXPECT_TRUE(waitFor([this] { return entries("/proc/self/task") == threadsBefore; }));
+        EXPECT_EQ(entries("/proc/self/fd"), descriptorsBefore);
+    }
 
-TEST_F(SupervisionTest, ADeviceSeesItsCallsInOrder)
-{
-    const Simulator::Card card = plugged(17);
-    ASSERT_TRUE(waitForCall(17, "Subscribe", 3));
-    card->raise(Topic::hwic, 7, 0);
-    ASSERT_TRUE(waitForCall(17, "HardwareNotificationHandled"));
-    card->change("Gain", "0.5");
-    ASSERT_TRUE(waitForCall(17, "Post"));
-    simulator.unplug(17);
-    EXPECT_EQ(
-        calls(17).lines(),
-        (Lines{"device.QueryInterface ITessarigGroupedDevice", "device.QueryInterface ITessarigHardwareState",
-               "state(device).PrepareDevice", "device.QueryInterface ITessarigConfiguration",
-               "configuration.QueryInterface ITessarigHardwareState", "device.QueryInterface ITessarigNotification",
-               "notification.Subscribe hwic", "notification.Subscribe hwiC", "notification.Subscribe setd",
-               "state(configuration).HandleHardwareNotification 7", "configuration.HardwareNotificationHandled",
-               "state(configuration).PersistState", "device.QueryInterface ITessarigTopicBroadcaster",
-               "broadcaster.Post pref 0 0", "notification.Unsubscribe setd", "notification.Unsubscribe hwic",
-               "notification.Unsubscribe hwiC", "device.QueryInterface ITessarigAttributes",
-               "attributes.GetInt dgid"}));
-    EXPECT_EQ(simulator.ledger.counts(), (std::map<std::string, int64_t>{{"discovery", 1}}));
-}
+    void restart()
+    {
+        helper = std::make_unique<OstrivaneHelper>();
+        helper->start();
+    }
+
+    /// The cards that have listeners, in the order in which these were made.
+    Ids listenedTo()
+    {
+        Ids ids;
+        for (PreferenceChangeListener* listener : helper->listeners)
+            for (const int64_t id : simulator.list())
+                if (listener->isDevice(COMPtr<ITessarig>(&simulator.find(id)->device)))
+                    ids.insert(ids.begin(), id);
+        return ids;
+    }
+
+    /// How many members of group 16 are gathered, and whether it has a thread.
+    std::string state()
+    {
+        const std::lock_guard lock(helper->groupMutex);
+        const auto gathered = helper->gatheredDevices.find(16);
+        return std::to_string(gathered == helper->gatheredDevices.end() ? 0 : gathered->second.size()) +
+               (helper->groupThreads.count(16) ? " working" : "");
+    }
+
+    /// Waits for the group if it is complete, as a removal would.
+    void finishGroup()
+    {
+        for (auto& [id, thread] : helper->groupThreads)
+            thread.join();
+        helper->groupThreads.clear();
+    }
+
+    static long entries(const char* folder) { return std::distance(std::filesystem::directory_iterator(folder), {}); }
+
+    const long threadsBefore = entries("/proc/self/task");
+    const long descriptorsBefore = entries("/proc/self/fd");
+    std::unique_ptr<OstrivaneHelper> helper;
+};
 
 TEST_F(SupervisionTest, ADeviceThatLacksSomethingIsKeptAsFarAsItGoes)
 {
-    struct Row
+    using Row = std::tuple<const char*, const char*, int, int, int>; // absent, failing, subscriptions, saves, posts
+    for (const auto& [absent, failing, subscribed, saves, posts] :
+         {Row{"ITessarigHardwareState", "", 0, 0, 0},
+          {"ITessarigConfiguration", "", 0, 0, 0},
+          {"ITessarigHardwareState@configuration", "", 0, 0, 0},
+          {"ITessarigNotification", "", 0, 1, 1},
+          {"ITessarigTopicBroadcaster", "", 3, 1, 0},
+          {"ITessarigAttributes", "", 3, 1, 1},
+          {"", "Subscribe:hwic", 1, 1, 1},
+          {"", "Subscribe:hwiC", 2, 1, 1},
+          {"", "Subscribe:setd", 3, 1, 1},
+          {"", "PersistState", 3, 1, 1},
+          {"", "PrepareDevice", 3, 1, 1}})
     {
-        const char* absent;
-        const char* failing;
-        int subscribed;
-        int saves;
-        int posts;
-    };
-    for (const Row& row : {Row{"ITessarigHardwareState", "", 0, 0, 0},
-                           {"ITessarigConfiguration", "", 0, 0, 0},
-                           {"ITessarigHardwareState@configuration", "", 0, 0, 0},
-                           {"ITessarigNotification", "", 0, 0, 0},
-                           {"ITessarigTopicBroadcaster", "", 3, 1, 0},
-                           {"ITessarigAttributes", "", 3, 1, 1},
-                           {"", "Subscribe:hwic", 1, 0, 0},
-                           {"", "Subscribe:hwiC", 2, 0, 0},
-                           {"", "Subscribe:setd", 3, 0, 0},
-                           {"", "PersistState", 3, 1, 1},
-                           {"", "PrepareDevice", 3, 1, 1}})
-    {
-        SCOPED_TRACE(std::string(row.absent) + row.failing);
-        faults(17).absent(row.absent);
-        faults(17).fail(row.failing, 5);
-        const Simulator::Card card = plugged(17);
+        SCOPED_TRACE(std::string(absent) + failing);
+        faults(17).absent(absent);
+        faults(17).fail(failing, 5);
+        plugged(17);
         ASSERT_EQ(helper->listeners.size(), 1U);
-        helper->listeners.front()->listening.wait();
-        card->change("Gain", "1");
-        ASSERT_TRUE(waitForCall(17, "PersistState", row.saves));
-        ASSERT_TRUE(waitForCall(17, "Post", row.posts));
+        PreferenceChangeListener& listener = *helper->listeners.front();
+        listener.listening.wait();
+        EXPECT_EQ(listener.Notify(Topic::hwic, 7, 0), S_OK);
+        EXPECT_EQ(calls(17).count("HandleHardwareNotification"), saves);
+        EXPECT_EQ(listener.Notify(Topic::setd, 0, 0), S_OK); // as if it were subscribed in any case
+        EXPECT_TRUE(waitFor([&] { return (std::lock_guard(listener.mutex), !listener.dirty); }));
+        ASSERT_TRUE(waitForCall(17, "PersistState", saves) && waitForCall(17, "Post", posts));
         simulator.unplug(17);
-        const std::pair<const char*, int> expected[] = {{"Subscribe", row.subscribed},
-                                                        {"Unsubscribe", row.subscribed > 0 ? 3 : 0},
-                                                        {"PersistState", row.saves},
-                                                        {"Post", row.posts}};
-        for (const auto& [call, count] : expected)
-            EXPECT_EQ(calls(17).count(call), count) << call;
+        EXPECT_EQ(calls(17).count("Subscribe"), subscribed);
+        EXPECT_EQ(calls(17).count("Unsubscribe"), subscribed > 0 ? 3 : 0);
+        EXPECT_EQ(calls(17).count("PersistState"), saves);
+        EXPECT_EQ(calls(17).count("Post"), posts);
         EXPECT_TRUE(helper->listeners.empty());
         EXPECT_EQ(simulator.ledger.total(), 1);
         simulator.reset();
@@ -80,20 +105,106 @@ TEST_F(SupervisionTest, ADeviceThatLacksSomethingIsKeptAsFarAsItGoes)
 TEST_F(SupervisionTest, TheNewestListenerOfADeviceGoesFirst)
 {
     const COMPtr<ITessarig> device(&plugged(1)->device);
-    plugged(2);
+    const COMPtr<ITessarig> other(&plugged(2)->device);
     helper->deviceArrived(device); // once more
-    ASSERT_EQ(helper->listeners.size(), 3U);
-    EXPECT_TRUE(helper->listeners.front()->isDevice(device));
+    EXPECT_EQ(listenedTo(), (Ids{1, 2, 1}));
     helper->deviceRemoved(device);
-    ASSERT_EQ(helper->listeners.size(), 2U);
-    EXPECT_FALSE(helper->listeners.front()->isDevice(device));
-    EXPECT_TRUE(helper->listeners.back()->isDevice(device));
-    helper->deviceRemoved(COMPtr<ITessarig>(&plugged(3)->device));
-    helper->deviceRemoved(COMPtr<ITessarig>(&simulator.find(3)->device)); // nobody's any more
+    EXPECT_EQ(listenedTo(), (Ids{1, 2}));
+    simulator.unplug((plugged(3), 3));
     helper->deviceRemoved(COMPtr<ITessarig>());
-    EXPECT_EQ(helper->listeners.size(), 2U);
+    EXPECT_EQ(listenedTo(), (Ids{1, 2}));
     helper.reset(); // ends the newest first
     EXPECT_LT(calls(2).history().back().time, calls(1).history().back().time);
+}
+
+TEST_F(SupervisionTest, NoDeviceIsTakenFromALibraryThatRefuses)
+{
+    helper.reset();
+    simulator.recordOf("api")->faults.fail("GetInt:eicf", 5);
+    restart();
+    plugged(1);
+    EXPECT_TRUE(helper->listeners.empty());
+    simulator.recordOf("api")->faults.fail("GetInt:eicf", S_OK);
+    helper->notifier.uninstall();
+    for (int twice = 0; twice < 2; ++twice)
+        helper->notifier.install();
+    EXPECT_EQ(listenedTo(), Ids{1});
+    EXPECT_EQ(simulator.recordOf("api")->calls.count("CreateTessarigDiscoveryInstance"), 3);
+    void* out = nullptr;
+    EXPECT_EQ(helper->notifier.QueryInterface(IID_IUnknown, &out), E_NOINTERFACE);
+}
+
+TEST_F(SupervisionTest, AGroupsListenersComeInTheOrderOfThePeersOfTheLowestMember)
+{
+    using Member = std::tuple<int64_t, int64_t, int64_t, Ids>; // id, order, peer id and peers
+    // The members in the order of their arrival, a fault of card 1, the listeners, how often the group was prepared.
+    using Row = std::tuple<const char*, std::vector<Member>, const char*, Ids, int>;
+    const Row rows[] = {
+        {"peers of one another", {{3, 2, 3, {}}, {1, 0, 1, {3, 2}}, {2, 1, 2, {}}}, "", {1, 3, 2}, 1},
+        {"the first of equals", {{2, 5, 2, {1}}, {1, 5, 1, {2}}}, "", {2, 1}, 1},
+        {"negative is lower", {{2, 0, 2, {1}}, {1, -7, 1, {2}}}, "", {1, 2}, 1},
+        {"no peers: each by itself", {{3, 3, 3, {}}, {1, 1, 1, {}}, {2, 2, 2, {}}}, "", {1, 2, 3}, 3},
+        {"its own peer", {{1, 0, 1, {1, 1, 2}}, {2, 1, 2, {}}}, "", {1, 2}, 1},
+        {"two with one key", {{1, 0, 9, {2, 3}}, {2, 1, 9, {}}, {3, 2, 3, {}}}, "", {1, 2, 3}, 1},
+        {"a peer that was never gathered", {{1, 0, 1, {8, 2}}, {2, 1, 2, {}}}, "", {1, 2}, 1},
+        {"a single member", {{1, 4, 4, {}}}, "", {1}, 1},
+        {"no state", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "absent 1 ITessarigHardwareState", {}, 0},
+        {"no peer interface", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "absent 1 ITessarigPeerDevice", {}, 1},
+        {"no iterator", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "fail 1 GetPeerIterator 5", {}, 1},
+        {"no device", {{2, 0, 2, {3, 1}}, {1, 1, 1, {}}, {3, 2, 3, {}}}, "fail 1 GetDevice 5", {2, 3, 1}, 2},
+        {"no place reads as 0", {{2, 3, 2, {1}}, {1, 9, 1, {2}}}, "fail 1 GetInt:subi 5", {1, 2}, 1},
+        {"no attributes at all", {{1, 1, 5, {2}}, {2, 0, 2, {1}}}, "fail 1 GetInt:peid 5", {2, 1}, 1},
+        {"no count: complete at once", {{1, 0, 1, {}}}, "fail 1 GetInt:nsbd 5", {1}, 1},
+    };
+    for (const auto& [what, members, fault, expected, preparations] : rows)
+    {
+        SCOPED_TRACE(what);
+        execute(simulator, fault);
+        for (const auto& [id, order, peer, peers] : members)
+            simulator.plug(id, GroupPlace{16, static_cast<int64_t>(members.size()), order, peer, peers});
+        finishGroup();
+        EXPECT_EQ(listenedTo(), expected);
+        EXPECT_EQ(calls(1).count("PrepareGroup") + calls(2).count("PrepareGroup") + calls(3).count("PrepareGroup"),
+                  preparations);
+        simulator.reset();
+        EXPECT_EQ(simulator.ledger.total(), 1);
+        EXPECT_TRUE(helper->gatheredDevices.empty());
+    }
+}
+
+TEST_F(SupervisionTest, EveryStateOfAGroupIsEnteredAndLeft)
+{
+    const auto plugMember = [&](int64_t id, int64_t of) { simulator.plug(id, GroupPlace{16, of, id, id, {1, 2, 3}}); };
+    // The card that comes, or goes if negative; its count; the state. Gathered and left; worked, and again only once
+    // all have come again; gathered during the work; counted by the latest to come, by one never, by the last at once.
+    const std::tuple<int64_t, int64_t, const char*> steps[] = {
+        {1, 3, "1"},         {-1, 0, "0"},         {3, 3, "1"},         {1, 3, "2"},         {2, 3, "0 working"},
+        {-2, 0, "0"},        {2, 3, "1"},          {-1, 0, "1"},        {-3, 0, "1"},        {-2, 0, "0"},
+        {2, 3, "1"},         {3, 3, "2"},          {1, 3, "0 working"}, {4, 3, "1 working"}, {-3, 0, "1"},
+        {5, 2, "0 working"}, {6, -1, "1 working"}, {7, 0, "0 working"}};
+    for (const auto& [card, of, expected] : steps)
+    {
+        if (card > 0)
+            plugMember(card, of);
+        else
+            simulator.unplug(-card);
+        EXPECT_EQ(state(), expected) << card;
+    }
+    finishGroup();
+    EXPECT_EQ(listenedTo(), (Ids{1, 2, 4, 5, 6, 7}));
+    plugMember(9, 3);
+    const COMPtr<ITessarig> twice(&simulator.find(9)->device);
+    helper->deviceArrived(twice);
+    EXPECT_EQ(state(), "2");
+    helper->deviceRemoved(twice);
+    EXPECT_TRUE(helper->gatheredDevices.empty());
+
+    faults(11).slow("PrepareGroup", 50ms);
+    for (const int64_t id : {11, 12, 13})
+        plugMember(id, 3);
+    simulator.unplug(12); // during the group's work, which makes its listener
+    EXPECT_EQ(calls(11).count("PrepareGroup"), 1);
+    EXPECT_EQ(helper->listeners.size(), 8U);
 }
 
 TEST_F(SupervisionTest, CardsAndGroupsFromEightThreadsAndAStopAtAnyMoment)
@@ -108,25 +219,25 @@ TEST_F(SupervisionTest, CardsAndGroupsFromEightThreadsAndAStopAtAnyMoment)
     {
         const int stopAfter = std::uniform_int_distribution(1, workers * cycles)(random);
         std::atomic<int> done = 0;
+        // One card a thread goes from group to group, of which two make one; plain ones come and some stay.
+        const auto work = [&](int64_t worker)
+        {
+            for (int i = 0; i < cycles; ++i, ++done)
+            {
+                simulator.plug(worker, GroupPlace{i % 3, 2, worker, worker, {0, 1, 2, 3, 4, 5, 6, 7}});
+                simulator.find(worker)->change("Gain", "1");
+                const int64_t plain = (i + 1) * workers + worker;
+                plugged(plain)->raise(i % 2 ? Topic::setd : Topic::hwic, 1, 0);
+                if (i % 8 != 0)
+                    simulator.unplug(plain);
+                simulator.unplug(worker);
+            }
+        };
         std::vector<std::thread> threads;
         for (int64_t worker = 0; worker < workers; ++worker)
         {
             faults(worker).slow("PrepareGroup", 200us);
-            threads.emplace_back(
-                [&, worker]
-                {
-                    // One card a thread goes from group to group, of which two make one; plain ones come and some stay.
-                    for (int i = 0; i < cycles; ++i, ++done)
-                    {
-                        simulator.plug(worker, GroupPlace{i % 3, 2, worker, worker, {0, 1, 2, 3, 4, 5, 6, 7}});
-                        simulator.find(worker)->change("Gain", "1");
-                        const int64_t plain = (i + 1) * workers + worker;
-                        plugged(plain)->raise(i % 2 ? Topic::setd : Topic::hwic, 1, 0);
-                        if (i % 8 != 0)
-                            simulator.unplug(plain);
-                        simulator.unplug(worker);
-                    }
-                });
+            threads.emplace_back(work, worker);
         }
         EXPECT_TRUE(waitFor([&] { return done >= stopAfter; }));
         helper.reset();
@@ -139,6 +250,4 @@ TEST_F(SupervisionTest, CardsAndGroupsFromEightThreadsAndAStopAtAnyMoment)
         restart();
     }
     EXPECT_GT(prepared, 10) << "hardly a group was complete";
-}
-
 }

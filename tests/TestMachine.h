@@ -8,14 +8,10 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "tests/Waiting.h"
 
@@ -30,14 +26,11 @@ inline std::string contents(const std::string& path)
     return text.str();
 }
 
-/// Permission bits in octal, or "missing".
-inline std::string modeOf(const std::string& path)
+/// Permission bits; 0 if it is missing.
+inline mode_t modeOf(const std::string& path)
 {
     struct stat status = {};
-    char text[8] = "missing";
-    if (stat(path.c_str(), &status) == 0)
-        snprintf(text, sizeof text, "%o", status.st_mode & 0777);
-    return text;
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
 }
 
 /// Takes what comes to /dev/log, as a syslog daemon would. Only on a machine of the test's own.
@@ -46,12 +39,10 @@ class SyslogCollector
 public:
     SyslogCollector()
     {
-        if (!getenv("OSTRIVANE_PRIVATE_MACHINE"))
-            throw std::runtime_error("not on a machine of the test's own");
         const sockaddr_un address = {AF_UNIX, "/dev/log"};
-        unlink(address.sun_path);
-        if (bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            throw std::runtime_error("cannot listen at /dev/log");
+        if (!getenv("OSTRIVANE_PRIVATE_MACHINE") || remove(address.sun_path) > 0 ||
+            bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+            throw std::runtime_error("not on a machine of the test's own, or no place for /dev/log on it");
     }
 
     ~SyslogCollector() { close(socket); }
@@ -61,21 +52,20 @@ public:
     Lines take(size_t count)
     {
         Lines messages;
-        static_cast<void>(waitFor(
-            [&]
+        const auto enough = [&]
+        {
+            char bytes[4096];
+            for (ssize_t size = 0; (size = recv(socket, bytes, sizeof bytes, MSG_DONTWAIT)) > 0;)
             {
-                char bytes[4096];
-                for (ssize_t size = 0; (size = recv(socket, bytes, sizeof bytes, MSG_DONTWAIT)) > 0;)
-                {
-                    // <14>Nov 22 10:00:00 OstrivaneHelper[123]: text
-                    const std::string line(bytes, static_cast<size_t>(size));
-                    const int code = atoi(line.c_str() + 1);
-                    const bool ours = line.find(" OstrivaneHelper[") != std::string::npos && (code & ~7) == 8;
-                    const std::string text = line.substr(std::min(line.size(), line.find("]: ") + 3));
-                    messages.push_back(ours ? std::to_string(code & 7) + " " + text : "foreign " + line);
-                }
-                return messages.size() >= count;
-            }));
+                // <14>Nov 22 10:00:00 OstrivaneHelper[123]: text
+                const std::string line(bytes, static_cast<size_t>(size));
+                const int code = atoi(line.c_str() + 1);
+                const bool ours = line.find(" OstrivaneHelper[") != std::string::npos && (code & ~7) == 8;
+                messages.push_back(ours ? std::to_string(code & 7) + line.substr(line.find("]: ") + 2) : line);
+            }
+            return messages.size() >= count;
+        };
+        static_cast<void>(waitFor(enough));
         return messages;
     }
 
@@ -124,18 +114,18 @@ public:
         _exit(127);
     }
 
-    ~Child() { wait(0); }
+    ~Child()
+    {
+        if (pid > 0)
+            stop(SIGKILL);
+    }
 
     /// Exit status, or -1 if a signal ended it; so does the deadline.
-    int wait(int seconds = 20)
+    int wait()
     {
         int status = 0;
-        const auto ended = [&] { return waitpid(pid, &status, WNOHANG) == pid; };
-        if (pid > 0 && !waitFor(ended, std::chrono::seconds(seconds)))
-        {
-            kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
-        }
+        if (!waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }))
+            return stop(SIGKILL);
         pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
