@@ -11,8 +11,7 @@ class BareDaemonTest : public DaemonTest
 TEST_F(BareDaemonTest, EndsWhereACallOfItsWayIntoTheBackgroundFails)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    using Row =
-        std::tuple<const char*, const char*, Lines>; // complaint of the launcher, if that one ends, and messages
+    using Row = std::tuple<const char*, const char*, Lines>; // call; the launcher's complaint if it ends; messages
     environment["LD_PRELOAD"] = INTERPOSER;
     for (const auto& [call, complaint, messages] : {Row{"fork", "Failed to fork daemon (5)\n", {}},
                                                     {"setsid", "", {"2 Failed to set new session id (5)\n"}},
@@ -52,15 +51,14 @@ TEST_F(BareDaemonTest, GoesOnWhereAnotherCallFails)
 }
 
 /// All context switches that the process's threads have made so far.
-long contextSwitches(pid_t process)
+static long contextSwitches(pid_t process)
 {
     long sum = 0;
     for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task"))
     {
-        std::istringstream status(contents(task.path() / "status"));
-        for (std::string word; status >> word;)
-            if (long count = 0; word.ends_with("ctxt_switches:") && status >> count)
-                sum += count;
+        const std::string status = contents(task.path() / "status");
+        for (size_t at = 0; (at = status.find("ctxt_switches:", at)) != std::string::npos;)
+            sum += std::stol(status.substr(at += strlen("ctxt_switches:")));
     }
     return sum;
 }
@@ -91,8 +89,7 @@ TEST_F(BareDaemonTest, ADeviceForWhichNoThreadCanBeHadGoesWithoutListener)
         const auto say = [&](const std::string& line, const std::string& answer)
         { EXPECT_EQ(client.ask(line), answer) << line; };
         say("list", "ok");
-        const rlimit none = {0, RLIM_INFINITY};
-        const rlimit any = {RLIM_INFINITY, RLIM_INFINITY};
+        const rlimit none = {0, RLIM_INFINITY}, any = {RLIM_INFINITY, RLIM_INFINITY};
         prlimit(daemon.pid, RLIMIT_AS, &none, nullptr);
         say("plug 17", "ok");
         say("plug 18 group=16 of=1 peers=18", "ok");

@@ -37,12 +37,8 @@ TEST(COMPtrTest, OwnsExactlyOneReferenceHoweverItWasFilledAndIsJudgedByThePointe
         EXPECT_EQ(counts(), Counts(0, 0));
         EXPECT_FALSE(pointer);
         for (Counted* handedOver : {&first, &second}) // by a factory
-        {
-            handedOver->AddRef();
-            pointer.attach(handedOver);
-        }
+            pointer.attach((handedOver->AddRef(), handedOver));
         EXPECT_EQ(counts(), Counts(0, 1));
-
         for (const ResultCode code : {S_OK, E_FAIL})
         {
             first.code = code;

@@ -99,18 +99,18 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
     using Row = std::tuple<const char*, std::string, const char*, const char*, const char*, const char*, const char*>;
     const std::string simulator = SIMULATOR_LIBRARY;
     const std::string bare = FIXTURES "/bare/libTessarigAPI.so";
+    const char* const bareCalls =
+        "symbol: CreateVideoFrameAncillaryPacketsInstance_0002\nget 65696366 3\ninstall\nuninstall\n";
     const char* const unwritable =
-        "mkdir /etc/quillstone && echo '<QuillstonePreferences><card id=\"1\"><attribute name=\"a\" "
-        "value=\"b\"/></card>"
-        "<group id=\"0\"><attribute name=\"NetOutputVideoPort\" value=\"1\"/></group></QuillstonePreferences>' "
+        "mkdir /etc/quillstone && echo \"<QuillstonePreferences><card id='1'><attribute name='a' value='b'/></card>"
+        "<group id='0'><attribute name='NetOutputVideoPort' value='1'/></group></QuillstonePreferences>\""
         ">/etc/quillstone/QuillstonePreferences.xml && mount -o remount,bind,ro /etc";
     for (const auto& [what, beside, commands, prepare, undo, complaint, report] :
          {Row{"no library", "", "", "", "", "libTessarigAPI.so", ""},
-          {"bare tables", bare, "", "", "", "get 65696366 3\ninstall\nuninstall\n", ""},
+          {"bare tables", bare, "", "", "", bareCalls, ""},
           {"no discovery", simulator, "fail api CreateTessarigDiscoveryInstance 1", "", "", "", "ok 0\n"},
           {"notifications refused", simulator, "fail api GetInt 1;plug 17", "", "", "", "ok 0\n"},
-          {"no segment", simulator, "plug 17", "mkdir /dev/shm/qsl_pref_mutex", "rmdir /dev/shm/qsl_pref_mutex", "",
-           ""},
+          {"no segment", simulator, "plug 17", "mkdir /dev/shm/qsl_pref_mutex", "rmdir /dev/shm/q*", "", ""},
           {"cards from the start", simulator, "plug 17;plug 18;slow 17 PrepareDevice 20ms", "", "", "", "ok 0\n"},
           {"a folder in the file's place", simulator, "",
            "rm -rf /etc/quillstone && mkdir -p /etc/quillstone/QuillstonePreferences.xml", "rm -r /etc/quillstone", "",
@@ -119,8 +119,8 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
            "mount -o remount,bind,rw /etc && rm -r /etc/quillstone", "", "ok 0\n"}})
     {
         SCOPED_TRACE(what);
-        std::filesystem::remove(stage / "libTessarigAPI.so");
-        std::filesystem::remove(stage / "report");
+        for (const char* former : {"libTessarigAPI.so", "report"})
+            std::filesystem::remove(stage / former);
         if (!beside.empty())
             std::filesystem::copy(beside, stage.folder);
         ASSERT_EQ(std::system(prepare), 0);

@@ -8,7 +8,7 @@ struct Call
     std::string when; ///< Its occurrence from the start of the process, as strace is told it.
 };
 
-/// The save of the probe under strace, which makes calls fail or ends the process at one.
+/// The save of save_probe under strace, which makes calls fail or ends the process at one.
 class SaveFaultTest : public PreferenceTest
 {
 protected:
@@ -16,7 +16,7 @@ protected:
     int save(const std::string& injection)
     {
         put(oldFile);
-        return Child({"/usr/bin/strace", "-o", home / "trace", "-s", "200", "-e", "inject=" + injection, PROBE, "save"},
+        return Child({"/usr/bin/strace", "-o", home / "trace", "-s", "200", "-e", "inject=" + injection, SAVE_PROBE},
                      home / "errors")
             .wait();
     }

@@ -7,7 +7,7 @@
 
 /// What the body returns in a process of its own, which ends without destructors.
 template <typename Body>
-int inAnotherProcess(Body body)
+static int inAnotherProcess(Body body)
 {
     const pid_t pid = fork();
     if (pid == 0)
@@ -16,21 +16,19 @@ int inAnotherProcess(Body body)
 }
 
 /// The error that another process gets which attaches and tries to have the mutex; 0 if it had it for a moment.
-int forOthers()
+static int tryElsewhere()
 {
     return inAnotherProcess(
         []
         {
             SharedPreferenceMutex other;
-            if (!other.open(false) || other.owner)
-                return -1;
-            const int error = pthread_mutex_trylock(other.segment);
+            const int error = other.open(false) && !other.owner ? pthread_mutex_trylock(other.segment) : -1;
             other.unlock();
             return error;
         });
 }
 
-TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcesses)
+TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcessesAndReplacesWhatAKilledOwnerLeft)
 {
     umask(0);
     {
@@ -41,37 +39,37 @@ TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcesses)
         mutex.lock();
         mutex.lock();
         mutex.unlock();
-        EXPECT_EQ(forOthers(), EBUSY);
+        EXPECT_EQ(tryElsewhere(), EBUSY);
         mutex.unlock();
-        EXPECT_EQ(forOthers(), 0);
-        EXPECT_EQ(forOthers(), 0); // the name stays when one that attached goes
+        EXPECT_EQ(tryElsewhere(), 0);
+        EXPECT_EQ(tryElsewhere(), 0); // the name stays when one that attached goes
     }
     EXPECT_EQ(modeOf(segmentPath), 0U);
-}
 
-TEST(SharedPreferenceMutexTest, ACreatorReplacesWhatAKilledOneLeft)
-{
-    const auto diesHoldingIt = []
+    const auto dieHoldingIt = []
     {
         auto* left = new SharedPreferenceMutex;
         const bool opened = left->open(true);
         left->lock();
         return opened ? 0 : 1;
     };
-    EXPECT_EQ(inAnotherProcess(diesHoldingIt), 0);
-    EXPECT_EQ(forOthers(), EBUSY) << "programs of others don't know of a robust mutex";
-    for (const bool sized : {true, false})
+    EXPECT_EQ(inAnotherProcess(dieHoldingIt), 0);
+    EXPECT_EQ(tryElsewhere(), EBUSY) << "other programs don't know of a robust mutex";
+    for (const char* text : {"", "killed before it was sized"})
     {
-        if (!sized)
-            std::ofstream(segmentPath) << "short";
+        if (*text)
+            std::ofstream(segmentPath) << text;
         SharedPreferenceMutex mutex;
         ASSERT_TRUE(mutex.open(true));
-        EXPECT_EQ(forOthers(), 0);
+        EXPECT_EQ(tryElsewhere(), 0);
     }
 }
 
 TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
 {
+    const auto nothing = [] {};
+    const auto unsized = [] { std::ofstream(segmentPath) << "short"; };
+    const auto folder = [] { static_cast<void>(mkdir(segmentPath, 0777)); };
     const auto noSpace = []
     {
         signal(SIGXFSZ, SIG_IGN);
@@ -79,12 +77,9 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
         setrlimit(RLIMIT_FSIZE, &none);
     };
     using Row = std::tuple<const char*, bool, void (*)(), bool>; // what, create, preparation, whether a name is left
-    const auto nothing = [] {};
-    const auto unsized = [] { std::ofstream(segmentPath) << "short"; };
-    const auto folder = [] { static_cast<void>(mkdir(segmentPath, 0777)); };
-    for (const auto& [what, create, prepare, nameLeft] : {Row{"nothing to attach to", false, nothing, false},
-                                                          {"a segment that is not sized yet", false, unsized, true},
-                                                          {"a folder in its place", true, folder, true},
+    for (const auto& [what, create, prepare, nameLeft] : {Row{"nothing", false, nothing, false},
+                                                          {"not sized yet", false, unsized, true},
+                                                          {"a folder", true, folder, true},
                                                           {"no space", true, noSpace, false}})
     {
         const auto attempt = [create = create, prepare = prepare]

@@ -103,10 +103,9 @@ public:
     {
         if (pid != 0)
             return;
-        std::vector<char*> arguments;
-        for (const std::string& word : words)
-            arguments.push_back(const_cast<char*>(word.c_str()));
-        arguments.push_back(nullptr);
+        std::vector<char*> arguments(words.size() + 1);
+        for (size_t i = 0; i < words.size(); ++i)
+            arguments[i] = const_cast<char*>(words[i].c_str());
         for (const auto& [name, value] : environment)
             setenv(name.c_str(), value.c_str(), 1);
         dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDERR_FILENO);
