@@ -76,11 +76,11 @@ TEST_F(ListenerTest, ARemovalThatOvertakesTheStartLeavesNoSubscription)
 TEST_F(ListenerTest, ASaveComesAtOnceButNotBeforeTheSettlingTimeAndMayThrow)
 {
     auto fastest = steady_clock::duration::max();
-    steady_clock::time_point asked;
+    std::atomic<steady_clock::time_point> asked;
     std::atomic<int> rounds = 0;
     simulator.saveSettings = [&](int64_t, const SimulatedCard::Settings&) -> bool
     {
-        fastest = std::min(fastest, steady_clock::now() - asked);
+        fastest = std::min(fastest, steady_clock::now() - asked.load());
         ++rounds;
         throw std::bad_alloc();
     };

@@ -10,8 +10,7 @@
 /// objects of two kinds; the preview's returns 7 for an object.
 TEST(LoaderTest, OpensOnceWhatIsThereAndSaysOnceWhatIsNot)
 {
-    ASSERT_TRUE(dlopen(FIXTURES "/libTessarigPreviewAPI.so", RTLD_NOW))
-        << dlerror(); // is found by its name from now on
+    ASSERT_TRUE(dlopen(FIXTURE, RTLD_NOW)) << dlerror(); // is found by its name from now on
     EXPECT_FALSE(IsTessarigAPILoaded());
     testing::internal::CaptureStderr();
     std::thread other([] { CreateOpenGL3ScreenPreviewHelper(); });

@@ -30,10 +30,10 @@ protected:
         for (std::string line; std::getline(trace, line);)
         {
             const std::string name = line.substr(0, line.find('('));
-            const int occurrence = ++counts[name];
+            const std::string when = ":when=" + std::to_string(++counts[name]);
             // Making the temporary file's name takes random bytes in some runs only, so no other can be stopped there.
             if (counts["getppid"] == 1 && name != "getrandom")
-                calls.push_back({name, line, ":when=" + std::to_string(occurrence)});
+                calls.push_back({name, line, when});
         }
         return calls;
     }
@@ -43,13 +43,7 @@ protected:
 
 TEST_F(SaveFaultTest, AFailureOrAKillAtAnyCallLeavesTheOldFileOrTheNewOneWhole)
 {
-    struct Step
-    {
-        const char* name;
-        const char* part; ///< Of the line.
-        std::vector<const char*> errors;
-        int status;
-    };
+    using Step = std::tuple<std::string, const char*, Lines, int>; // call, part of its line, errors, the probe's status
     const Step steps[] = {
         {"newfstatat", "quillstone\"", {"EIO", "EACCES"}, 2},
         {"openat", "O_CREAT", {"EACCES", "EROFS", "ENOSPC", "EIO", "EINTR"}, 1},
@@ -64,21 +58,21 @@ TEST_F(SaveFaultTest, AFailureOrAKillAtAnyCallLeavesTheOldFileOrTheNewOneWhole)
     const std::vector<Call> calls = callsOfSave();
     const std::string newFile = contents(path);
     EXPECT_NE(newFile.find("\"new\""), std::string::npos);
-    const Step* step = std::begin(steps);
+    auto step = std::begin(steps);
     bool renamed = false;
     for (const Call& call : calls)
     {
         SCOPED_TRACE(call.line);
-        if (step != std::end(steps) && call.name == step->name && call.line.find(step->part) != std::string::npos)
+        const auto& [name, part, errors, status] = *std::min(step, std::prev(std::end(steps)));
+        if (step != std::end(steps) && call.name == name && call.line.find(part) != std::string::npos)
         {
-            for (const char* error : step->errors)
-            {
-                EXPECT_EQ(save(call.name + ":error=" + error + call.when), step->status) << error;
-                EXPECT_EQ(contents(path), step->status == 0 ? newFile : oldFile) << error;
-                const auto beside = std::filesystem::directory_iterator(home / ".config");
-                EXPECT_EQ(std::distance(beside, {}), 1) << error;
-            }
             ++step;
+            for (const std::string& error : errors)
+            {
+                EXPECT_EQ(save(name + ":error=" + error + call.when), status) << error;
+                EXPECT_EQ(contents(path), status == 0 ? newFile : oldFile) << error;
+                EXPECT_EQ(std::distance(std::filesystem::directory_iterator(home / ".config"), {}), 1) << error;
+            }
         }
         // The kill comes before the call is made, and so right after the one before it. It may leave a temporary file.
         EXPECT_EQ(save(call.name + ":signal=KILL" + call.when), -1);

@@ -40,8 +40,8 @@ public:
     SyslogCollector()
     {
         const sockaddr_un address = {AF_UNIX, "/dev/log"};
-        if (!getenv("OSTRIVANE_PRIVATE_MACHINE") || remove(address.sun_path) > 0 ||
-            bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        const bool own = getenv("OSTRIVANE_PRIVATE_MACHINE") && remove(address.sun_path) <= 0;
+        if (!own || bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
             throw std::runtime_error("not on a machine of the test's own, or no place for /dev/log on it");
     }
 

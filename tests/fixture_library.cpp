@@ -1,40 +1,26 @@
 #include <cstdint>
 #include <cstdio>
 
-#ifdef PREVIEW
+// In place of the preview library it lacks the first of two factories; in place of the device library it has those that
+// the daemon needs. Their objects are bare tables of functions.
 
-// The preview library without the first of its two factories.
-extern "C" long CreateOpenGL3ScreenPreviewHelper_0002() { return 7; }
-
-#else
-
-// A device library without other factories than the daemon needs. Its objects are bare tables of functions, and say on
-// stderr what they are asked.
-
-namespace
-{
-
-int64_t count(void*) { return 1; }
-uint32_t get(void*, uint32_t id, int64_t* value) { return fprintf(stderr, "get %x %ld\n", id, *value) < 0; }
-uint32_t install(void*, void*) { return fprintf(stderr, "install\n") < 0; }
-uint32_t uninstall(void*) { return fprintf(stderr, "uninstall\n") < 0; }
+static int64_t count(void*) { return 1; }
+static uint32_t succeed(void*) { return 0; }
+static uint32_t tell(void*, uint32_t id, int64_t* value) { return fprintf(stderr, "get %x %ld\n", id, *value) < 0; }
 
 template <typename Function>
-void* entry(Function function)
+static void* entry(Function function)
 {
     return reinterpret_cast<void*>(function);
 }
 
-void* const informationTable[] = {nullptr, entry(count), entry(count), nullptr, entry(get)};
-void* const discoveryTable[] = {nullptr, entry(count), entry(count), entry(install), entry(uninstall)};
-void* const* const objects[] = {informationTable, discoveryTable};
-
-}
+static void* const informationTable[] = {nullptr, entry(count), entry(count), nullptr, entry(tell)};
+static void* const discoveryTable[] = {nullptr, entry(count), entry(count), entry(succeed), entry(succeed)};
+static void* const* const objects[] = {informationTable, discoveryTable};
 
 extern "C"
 {
+    long CreateOpenGL3ScreenPreviewHelper_0002() { return 7; }
     const void* CreateTessarigAPIInformationInstance_0001() { return &objects[0]; }
     const void* CreateTessarigDiscoveryInstance_0003() { return &objects[1]; }
 }
-
-#endif
