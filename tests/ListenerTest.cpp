@@ -19,12 +19,6 @@ protected:
         EXPECT_EQ(listener->Release(), 0);
     }
 
-    bool is(bool PreferenceChangeListener::*flag)
-    {
-        const std::lock_guard lock(listener->mutex);
-        return listener->*flag;
-    }
-
     int count(const char* call) { return calls(17).count(call); }
 
     SharedPreferenceMutex mutex;
@@ -52,7 +46,7 @@ TEST_F(ListenerTest, SettingsChangedDuringASaveAreSavedOnceMore)
 TEST_F(ListenerTest, AStopDuringASaveLetsItPostAndDropsTheRest)
 {
     simulator.saveSettings = [&](int64_t, const SimulatedCard::Settings&)
-    { return waitFor([&] { return !is(&PreferenceChangeListener::running); }); };
+    { return waitFor([&] { return (std::lock_guard(listener->mutex), !listener->running); }); };
     listen();
     listener->Notify(Topic::setd, 0, 0);
     ASSERT_TRUE(waitForCall(17, "PersistState"));

@@ -122,8 +122,8 @@ public:
     /// Exit status, or -1 if a signal ended it; so does the deadline.
     int wait()
     {
-        int status = 0;
-        if (!waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }))
+        int status = -1;
+        if (!waitFor([&] { return waitpid(pid, &status, WNOHANG) != 0; }))
             return stop(SIGKILL);
         pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
