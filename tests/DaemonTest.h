@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/SteeringSocket.h"
+#include "simulator/SteeringClient.h"
 #include "tests/TestMachine.h"
 #include "tests/Waiting.h"
 
