@@ -131,9 +131,9 @@ void distribution(const Report& report, const std::string& file, const Samples& 
 void measureIdle(const Report& report, SharedPreferenceMutex& mutex)
 {
     const Pair saves = wakeInTurn(mutex, report.rounds(100, 5));
-    report.compare("Notify to save, idle: median of 100", median(saves.ours.untilWork), median(saves.floor.untilWork),
+    report.compare("Notify to save, idle: median", median(saves.ours.untilWork), median(saves.floor.untilWork),
                    Unit::Time, {Goal::AtMost, 1.05});
-    report.compare("Notify to save, idle: 99th of 100", percentile(saves.ours.untilWork, 99),
+    report.compare("Notify to save, idle: 99th", percentile(saves.ours.untilWork, 99),
                    percentile(saves.floor.untilWork, 99), Unit::Time, {});
     distribution(report, "latency-ours.txt", saves.ours.untilWork);
     distribution(report, "latency-floor.txt", saves.floor.untilWork);

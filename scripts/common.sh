@@ -6,6 +6,7 @@ build_packages=(g++ cmake ninja-build pkg-config libboost-dev libboost-filesyste
 demo_packages=(socat)
 test_packages=(libgtest-dev strace)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
+benchmark_packages=(libbenchmark-dev gnuplot-nox)
 
 # Installs those of Debian's packages that are missing, through sudo where that is needed.
 install_packages() {
