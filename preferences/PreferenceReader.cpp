@@ -137,20 +137,14 @@ bool PreferenceIO::read()
     const std::unique_ptr<TiXmlDocument> document(new (std::nothrow) TiXmlDocument);
     if (!document || !parse(*text, *document))
         return false;
-    TiXmlElement* root = document->FirstChildElement();
+    const TiXmlElement* root = document->FirstChildElement();
     if (!root || root->ValueStr() != "QuillstonePreferences")
         return false;
 
     static const std::string idWord = "id";
     store->clear();
-    // What was read goes at once, and the table takes its place in memory.
-    for (TiXmlElement* element = root->FirstChildElement(); element;)
-    {
-        TiXmlElement* const next = element->NextSiblingElement();
+    for (const TiXmlElement* element = root->FirstChildElement(); element; element = element->NextSiblingElement())
         if (const std::string* id = element->Attribute(idWord))
             readAttributes(*element, element->ValueStr() == "group" ? "group" + *id : *id, *store);
-        root->RemoveChild(element);
-        element = next;
-    }
     return true;
 }

@@ -56,7 +56,11 @@ int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::s
     PreferenceValue value;
     if (!store->get(key, oldName, value))
         return Nothing;
-    return move(key, {{oldName, newName, value}}, cardsOfGroup(key));
+    const Cards cards = cardsOfGroup(key);
+    CardKeys keys;
+    for (const std::string& card : cards)
+        keys.push_back(&card);
+    return move(key, {{oldName, newName, value}}, keys);
 }
 
 int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::string& name)
@@ -120,31 +124,31 @@ std::vector<PreferenceUpdater::Move> PreferenceUpdater::movesOf(const std::strin
 }
 
 /// Card by card, so that each has to be found once only.
-int PreferenceUpdater::move(const std::string& key, const std::vector<Move>& moves, const Cards& cards)
+int PreferenceUpdater::move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards)
 {
     if (cards.empty())
         return Failed;
-    for (const std::string& card : cards)
+    for (const std::string* card : cards)
         for (const Move& move : moves)
-            store->set(card, move.newName, move.value);
+            store->set(*card, move.newName, move.value);
     for (const Move& move : moves)
         store->remove(key, move.oldName);
     return Moved;
 }
 
-std::map<std::string, PreferenceUpdater::Cards> PreferenceUpdater::cardsByGroup() const
+std::map<std::string, PreferenceUpdater::CardKeys> PreferenceUpdater::cardsByGroup() const
 {
-    std::map<std::string, Cards> result;
+    std::map<std::string, CardKeys> result;
     for (const auto& [key, attributes] : store->table)
         if (!PreferenceIO::isGroup(key))
-            result[PreferenceIO::groupKey(key)].insert(key);
+            result[PreferenceIO::groupKey(key)].push_back(&key);
     return result;
 }
 
 void PreferenceUpdater::moveAll()
 {
-    std::optional<std::map<std::string, Cards>> cards; // of all groups in one walk, once there is something to move
-    for (const auto& [key, attributes] : store->table) // a move makes no key and removes none
+    std::optional<std::map<std::string, CardKeys>> cards; // of all groups in one walk, once there is something to move
+    for (const auto& [key, attributes] : store->table)    // a move makes no key and removes none
     {
         if (!PreferenceIO::isGroup(key))
             continue;

@@ -67,8 +67,11 @@ private:
         PreferenceValue value;
     };
 
+    /// Keys in the table, in any order: what a move does to one card doesn't depend on the others.
+    using CardKeys = std::vector<const std::string*>;
+
     std::vector<Move> movesOf(const std::string& key) const;
-    int move(const std::string& key, const std::vector<Move>& moves, const Cards& cards);
-    std::map<std::string, Cards> cardsByGroup() const;
+    int move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
+    std::map<std::string, CardKeys> cardsByGroup() const;
     void moveAll();
 };
