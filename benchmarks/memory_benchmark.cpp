@@ -68,6 +68,20 @@ void measureEmpty(const Report& report, const Stage& stage, const SyslogSocket& 
     report.compare("Resident memory, no cards", median(ours), median(floor), Unit::Memory, {Goal::AtMost, 1.3});
 }
 
+/// What a package would win that brought the two libraries inside the executable, at the most.
+void measureLinking(const Report& report)
+{
+    const auto ofIdle = [](const std::string& program)
+    {
+        Process process({program, "0"});
+        process.awaitByte();
+        return process.memory(privatePages);
+    };
+    const Stage programs({BARE_PROCESS, LEAN_PROCESS});
+    report.compare("Private memory of an empty process; floor: without tinyxml and boost",
+                   ofIdle(programs / "bare_process"), ofIdle(programs / "lean_process"), Unit::Memory, {});
+}
+
 void measureGrowth(const Report& report, const Stage& stage, const SyslogSocket& syslog)
 {
     const int cards = report.rounds(1000, 50);
@@ -139,6 +153,7 @@ int main(int argc, char* argv[])
     measureEmpty(report, stage, syslog);
     measureGrowth(report, stage, syslog);
     measureMigration(report, stage, syslog);
+    measureLinking(report);
     measureIdle(report, stage, syslog);
     return 0;
 }

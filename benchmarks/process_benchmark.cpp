@@ -98,7 +98,7 @@ void measureLinking(const Report& report)
     alternate(
         report.rounds(30, 2), [&] { ours.push_back(secondsOfProcess(all / "bare_process")); },
         [&] { floor.push_back(secondsOfProcess(fewer / "lean_process")); });
-    report.compare("A process that does nothing; floor: not linking tinyxml and boost", median(ours), median(floor),
+    report.compare("Life of an empty process; floor: without tinyxml and boost", median(ours), median(floor),
                    Unit::Time, {});
 }
 
