@@ -39,8 +39,8 @@ Stage::~Stage() { std::filesystem::remove_all(folder); }
 
 Process::Process(const std::vector<std::string>& words, const Environment& environment)
 {
-    int in[2];
-    int out[2];
+    int in[2] = {-1, -1};
+    int out[2] = {-1, -1};
     require(pipe2(in, O_CLOEXEC) == 0 && pipe2(out, O_CLOEXEC) == 0, "making pipes");
     std::vector<char*> arguments;
     for (const std::string& word : words)

@@ -65,10 +65,7 @@ public:
 
 void add(const Report& report, const char* name, void (*function)(benchmark::State&))
 {
-    benchmark::RegisterBenchmark(name, function)
-        ->UseManualTime()
-        ->Iterations(report.rounds(100, 5))
-        ->Repetitions(report.rounds(20, 1));
+    benchmark::RegisterBenchmark(name, function)->UseManualTime()->Iterations(10)->Repetitions(report.rounds(200, 1));
 }
 
 }

@@ -54,7 +54,7 @@ void copy(const std::string& from, const std::string& to)
 /// A start migrates once, with memory that it has to ask the system for: so each sample has a process of its own.
 double inProcessOfItsOwn(const std::function<double()>& sample)
 {
-    int ends[2];
+    int ends[2] = {-1, -1};
     require(pipe(ends) == 0, "making a pipe");
     const pid_t child = fork();
     double seconds = 0;
