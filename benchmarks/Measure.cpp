@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
+#include <stdexcept>
 
 namespace
 {
@@ -61,10 +61,8 @@ double median(const Samples& samples) { return percentile(samples, 50); }
 
 void require(bool holds, const std::string& what)
 {
-    if (holds)
-        return;
-    fprintf(stderr, "failed: %s\n", what.c_str());
-    exit(1);
+    if (!holds)
+        throw std::runtime_error(what);
 }
 
 void alternate(int rounds, const std::function<void()>& ours, const std::function<void()>& floor)
@@ -139,4 +137,18 @@ void Report::data(const std::string& file, const std::vector<Samples>& rows) con
     }
     stream.flush();
     require(stream.good(), "writing the data of " + file);
+}
+
+int runBenchmark(int argc, char* argv[], const std::function<void(const Report&)>& measure)
+{
+    try
+    {
+        measure(Report(argc, argv));
+        return 0;
+    }
+    catch (const std::exception& error)
+    {
+        fprintf(stderr, "failed: %s\n", error.what());
+        return 1;
+    }
 }

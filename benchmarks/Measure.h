@@ -19,7 +19,7 @@ double secondsOf(const std::function<void()>& work);
 double percentile(Samples samples, double hundredths);
 double median(const Samples& samples);
 
-/// Ends the program with status 1 if it does not hold: what can't run must not look like a figure.
+/// Throws if it does not hold: what can't run must not look like a figure.
 void require(bool holds, const std::string& what);
 
 /// Calls both in each round and changes who is first, so that what disturbs the machine disturbs both.
@@ -77,3 +77,6 @@ public:
 private:
     std::string folder;
 };
+
+/// The whole of a benchmark's main. Returns its status: 1, with the reason on stderr, if something could not run.
+int runBenchmark(int argc, char* argv[], const std::function<void(const Report&)>& measure);

@@ -1,6 +1,7 @@
 #include "benchmarks/Processes.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -26,11 +27,15 @@ std::string pathIn(pid_t pid, const char* name) { return "/proc/" + std::to_stri
 
 }
 
-Stage::Stage(const std::vector<std::string>& files)
+Stage::Stage()
 {
     std::string name = std::filesystem::temp_directory_path() / "ostrivane-benchmark-XXXXXX";
     require(mkdtemp(name.data()), "making a folder");
     folder = name;
+}
+
+Stage::Stage(const std::vector<std::string>& files) : Stage()
+{
     for (const std::string& file : files)
         std::filesystem::copy(file, folder);
 }
@@ -49,6 +54,7 @@ Process::Process(const std::vector<std::string>& words, const Environment& envir
     pid = fork();
     if (pid == 0)
     {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // whatever ends this program, no daemon stays behind
         for (const auto& [name, value] : environment)
             setenv(name.c_str(), value.c_str(), 1);
         dup2(in[0], STDIN_FILENO);

@@ -21,6 +21,9 @@ public:
     std::string operator/(const std::string& name) const { return folder + "/" + name; }
 
     std::string folder;
+
+private:
+    Stage();
 };
 
 /// A child without a terminal: what it writes to stderr is dropped. Killed in the destructor if it still runs.

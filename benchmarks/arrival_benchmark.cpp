@@ -68,13 +68,10 @@ void add(const Report& report, const char* name, void (*function)(benchmark::Sta
     benchmark::RegisterBenchmark(name, function)->UseManualTime()->Iterations(10)->Repetitions(report.rounds(200, 1));
 }
 
-}
-
-int main(int argc, char* argv[])
+void measureAll(const Report& report)
 {
-    const Report report(argc, argv);
     // The repetitions of the three in a random order, so that what disturbs the machine disturbs all.
-    std::string words[] = {argv[0], "--benchmark_enable_random_interleaving=true"};
+    std::string words[] = {"arrival_benchmark", "--benchmark_enable_random_interleaving=true"};
     char* pointers[] = {words[0].data(), words[1].data(), nullptr};
     int count = 2;
     benchmark::Initialize(&count, pointers);
@@ -89,5 +86,8 @@ int main(int argc, char* argv[])
                    {Goal::AtMost, 2.0});
     report.compare("Removal of a device to the end of its thread", median(collector.times["removal"]), floor,
                    Unit::Time, {Goal::AtMost, 2.0});
-    return 0;
 }
+
+}
+
+int main(int argc, char* argv[]) { return runBenchmark(argc, argv, measureAll); }

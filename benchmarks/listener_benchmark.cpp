@@ -207,16 +207,16 @@ void measureBursts(const Report& report, SharedPreferenceMutex& mutex)
     }
 }
 
-}
-
-int main(int argc, char* argv[])
+void measureAll(const Report& report)
 {
-    const Report report(argc, argv);
     require(getenv("OSTRIVANE_PRIVATE_MACHINE"), "not on a machine of its own");
     SharedPreferenceMutex mutex;
     require(mutex.open(true), "opening the shared mutex");
     measureIdle(report, mutex);
     measureBusy(report, mutex);
     measureBursts(report, mutex);
-    return 0;
 }
+
+}
+
+int main(int argc, char* argv[]) { return runBenchmark(argc, argv, measureAll); }

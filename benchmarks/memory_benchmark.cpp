@@ -30,7 +30,7 @@ struct Daemon
         process.awaitIdle(1 + cards);
     }
 
-    ~Daemon()
+    void stop()
     {
         process.terminate();
         process.wait();
@@ -43,7 +43,10 @@ struct Daemon
 
 double ofDaemon(const Stage& stage, const SyslogSocket& syslog, int cards, const char* line)
 {
-    return Daemon(stage, syslog, cards).process.memory(line);
+    Daemon daemon(stage, syslog, cards);
+    const double bytes = daemon.process.memory(line);
+    daemon.stop();
+    return bytes;
 }
 
 /// Of a bare process with so many threads; the device library has made so many cards.
@@ -134,19 +137,17 @@ void measureIdle(const Report& report, const Stage& stage, const SyslogSocket& s
 {
     const int cards = report.rounds(1000, 50);
     const int seconds = report.rounds(30, 1);
-    const Daemon daemon(stage, syslog, cards);
+    Daemon daemon(stage, syslog, cards);
     const long before = daemon.process.contextSwitches();
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
     const long switches = daemon.process.contextSwitches() - before;
+    daemon.stop();
     report.row("Context switches in " + std::to_string(seconds) + " s, " + std::to_string(cards) + " idle cards",
                std::to_string(switches), "0", "-", "0", switches == 0);
 }
 
-}
-
-int main(int argc, char* argv[])
+void measureAll(const Report& report)
 {
-    const Report report(argc, argv);
     require(librariesOf(DAEMON_BINARY) == librariesOf(BARE_PROCESS), "the bare process links other libraries");
     const SyslogSocket syslog;
     const Stage stage({DAEMON_BINARY, BARE_PROCESS, BARE_LIBRARY});
@@ -155,5 +156,8 @@ int main(int argc, char* argv[])
     measureMigration(report, stage, syslog);
     measureLinking(report);
     measureIdle(report, stage, syslog);
-    return 0;
 }
+
+}
+
+int main(int argc, char* argv[]) { return runBenchmark(argc, argv, measureAll); }

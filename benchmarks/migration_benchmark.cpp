@@ -60,8 +60,17 @@ double inProcessOfItsOwn(const std::function<double()>& sample)
     double seconds = 0;
     if (child == 0)
     {
-        seconds = sample();
-        _exit(write(ends[1], &seconds, sizeof seconds) == sizeof seconds ? 0 : 1);
+        bool written = false;
+        try
+        {
+            seconds = sample();
+            written = write(ends[1], &seconds, sizeof seconds) == sizeof seconds;
+        }
+        catch (const std::exception& error)
+        {
+            fprintf(stderr, "failed: %s\n", error.what());
+        }
+        _exit(written ? 0 : 1); // the folder is the parent's to remove
     }
     close(ends[1]);
     require(child > 0 && read(ends[0], &seconds, sizeof seconds) == sizeof seconds, "a sample");
@@ -155,11 +164,8 @@ Times findNothing(const Home& home, int rounds)
     return times;
 }
 
-}
-
-int main(int argc, char* argv[])
+void measureAll(const Report& report)
 {
-    const Report report(argc, argv);
     const Home home;
     std::vector<Samples> plot;
     for (const int cards : {16, 100, 1000, 10000, 50000})
@@ -180,5 +186,8 @@ int main(int argc, char* argv[])
                         1e3 * nothing.ours.best, 1e3 * nothing.floor.best});
     }
     report.data("migration.txt", plot);
-    return 0;
 }
+
+}
+
+int main(int argc, char* argv[]) { return runBenchmark(argc, argv, measureAll); }

@@ -108,11 +108,8 @@ double rateOfThreads(int count, Clock::duration window)
     return rate;
 }
 
-}
-
-int main(int argc, char* argv[])
+void measureAll(const Report& report)
 {
-    const Report report(argc, argv);
     require(getenv("OSTRIVANE_PRIVATE_MACHINE"), "not on a machine of its own");
     SharedPreferenceMutex mutex;
     require(mutex.open(true), "opening the shared mutex");
@@ -130,5 +127,8 @@ int main(int argc, char* argv[])
         plot.push_back({static_cast<double>(devices), median(ours), median(floor)});
     }
     report.data("mutex.txt", plot);
-    return 0;
 }
+
+}
+
+int main(int argc, char* argv[]) { return runBenchmark(argc, argv, measureAll); }

@@ -102,16 +102,16 @@ void measureLinking(const Report& report)
                    Unit::Time, {});
 }
 
-}
-
-int main(int argc, char* argv[])
+void measureAll(const Report& report)
 {
-    const Report report(argc, argv);
     require(librariesOf(DAEMON_BINARY) == librariesOf(BARE_PROCESS), "the bare process links other libraries");
     const SyslogSocket syslog;
     measureBare(report, syslog, {DAEMON_BINARY, BARE_PROCESS}, "no library", 0);
     measureBare(report, syslog, {DAEMON_BINARY, BARE_PROCESS, SIMULATOR_LIBRARY}, "simulator", 2);
     measureStopWithCards(report, syslog);
     measureLinking(report);
-    return 0;
 }
+
+}
+
+int main(int argc, char* argv[]) { return runBenchmark(argc, argv, measureAll); }
