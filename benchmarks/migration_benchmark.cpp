@@ -1,39 +1,25 @@
 #include <fcntl.h>
-#include <malloc.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <memory>
-#include <string>
 
 #include <tinyxml.h>
 
+#include "benchmarks/Measure.h"
+#include "benchmarks/PreferenceFiles.h"
 #include "preferences/PreferenceUpdater.h"
 
-// How a migration grows with the file, beside the parser's own work on the same two files with the same syncs: loading
-// the one that is read, printing the one that is written. Then what stays in memory after a large migration.
+// How long a migration takes as the file grows, beside the parser's own work on the same two files with the same syncs:
+// loading the one that is read, printing the one that is written. And how long it takes to find that there is nothing
+// to move, beside the parser's load alone.
 
 namespace
 {
-
-constexpr int cardsOfGroup = 16;
-
-const char* const migrated[] = {"NetOutputVideoIPv4", "NetOutputVideoPort",     "NetOutputAudioIPv4",
-                                "NetOutputAudioPort", "NetOutputAncillaryIPv4", "NetOutputAncillaryPort"};
-
-void check(bool holds, const char* what)
-{
-    if (holds)
-        return;
-    fprintf(stderr, "failed: %s\n", what);
-    exit(1);
-}
 
 /// A home on the disk where the benchmark was started: on a file system in memory a sync costs nothing.
 struct Home
@@ -49,116 +35,159 @@ struct Home
     const std::string folder = home + "/.config/quillstone";
     const std::string file = folder + "/QuillstonePreferences.xml"; ///< What is migrated.
     const std::string input = folder + "/input.xml";                ///< What it was before.
-    const std::string printed = folder + "/printed.xml";            ///< On its way into the place of the input.
+    const std::string finished = folder + "/finished.xml";          ///< What it became.
+    const std::string temporary = folder + "/temporary.xml";        ///< What the parser prints.
+    const std::string printed = folder + "/printed.xml";            ///< Where that is renamed to.
 };
 
-void writeFile(int cards)
+std::string contents(const std::string& path)
 {
-    PreferenceStore store(true);
-    for (int card = 0; card < cards; ++card)
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void copy(const std::string& from, const std::string& to)
+{
+    std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing);
+}
+
+/// A start migrates once, with memory that it has to ask the system for: so each sample has a process of its own.
+double inProcessOfItsOwn(const std::function<double()>& sample)
+{
+    int ends[2] = {-1, -1};
+    require(pipe(ends) == 0, "making a pipe");
+    const pid_t child = fork();
+    double seconds = 0;
+    if (child == 0)
     {
-        if (card % cardsOfGroup == 0)
-            for (const char* name : migrated)
-                store.set("group" + std::to_string(card), name, std::string("239.0.0.1"));
-        for (int setting = 0; setting < 3 + card % 2; ++setting)
-            store.set(std::to_string(card), "Setting" + std::to_string(setting), std::string("value"));
+        bool written = false;
+        try
+        {
+            seconds = sample();
+            written = write(ends[1], &seconds, sizeof seconds) == sizeof seconds;
+        }
+        catch (const std::exception& error)
+        {
+            fprintf(stderr, "failed: %s\n", error.what());
+        }
+        _exit(written ? 0 : 1); // the folder is the parent's to remove
     }
-    check(store.write(), "writing the input");
+    close(ends[1]);
+    require(child > 0 && read(ends[0], &seconds, sizeof seconds) == sizeof seconds, "a sample");
+    close(ends[0]);
+    int status = -1;
+    require(waitpid(child, &status, 0) == child && status == 0, "a sample's process");
+    return seconds;
 }
 
-double secondsOf(const std::function<void()>& work)
-{
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-void migrate()
+double secondsOfUpdate(PreferenceUpdater::Result expected)
 {
     PreferenceUpdater updater(true);
-    check(updater.update() == PreferenceUpdater::Moved, "the migration");
+    int result = 0;
+    const double seconds = secondsOf([&] { result = updater.update(); });
+    require(result == expected, "the migration");
+    return seconds;
 }
 
 void load(TiXmlDocument& document, const std::string& path)
 {
     FILE* file = fopen(path.c_str(), "rb");
-    check(file && document.LoadFile(file), "the parser's load");
+    require(file && document.LoadFile(file), "the parser's load");
     fclose(file);
+}
+
+double secondsOfLoad(const std::string& path)
+{
+    TiXmlDocument document;
+    return secondsOf([&] { load(document, path); });
 }
 
 void print(const TiXmlDocument& document, const Home& home)
 {
-    FILE* file = fopen(home.printed.c_str(), "wb");
-    check(file && document.SaveFile(file) && fflush(file) == 0 && fdatasync(fileno(file)) == 0, "the parser's print");
-    check(rename(home.printed.c_str(), home.input.c_str()) == 0, "the rename");
+    FILE* file = fopen(home.temporary.c_str(), "wb");
+    require(file && document.SaveFile(file) && fflush(file) == 0 && fdatasync(fileno(file)) == 0, "the parser's print");
+    require(rename(home.temporary.c_str(), home.printed.c_str()) == 0, "the rename");
     const int folder = open(home.folder.c_str(), O_RDONLY);
-    check(fdatasync(folder) == 0 && close(folder) == 0 && fclose(file) == 0, "the folder's sync");
+    require(fdatasync(folder) == 0 && close(folder) == 0 && fclose(file) == 0, "the folder's sync");
 }
+
+double secondsOfPrint(const Home& home)
+{
+    TiXmlDocument document;
+    load(document, home.finished);
+    return secondsOf([&] { print(document, home); });
+}
+
+/// The best of some rounds: whatever disturbs so long a piece of work only adds to it.
+struct Best
+{
+    void add(const std::function<double()>& sample)
+    {
+        const double seconds = inProcessOfItsOwn(sample);
+        best = best == 0 ? seconds : std::min(best, seconds);
+    }
+
+    double best = 0;
+};
 
 struct Times
 {
-    double ours = 1e9;
-    double parsers = 1e9;
+    Best ours;
+    Best floor;
 };
 
-/// The best of some rounds, the two in turn.
-Times measure(int cards, int rounds)
+Times migrate(const Home& home, int rounds)
+{
+    Times times;
+    copy(home.input, home.file);
+    times.ours.add([] { return secondsOfUpdate(PreferenceUpdater::Moved); });
+    copy(home.file, home.finished);
+    alternate(
+        rounds,
+        [&]
+        {
+            copy(home.input, home.file);
+            times.ours.add([] { return secondsOfUpdate(PreferenceUpdater::Moved); });
+        },
+        [&] { times.floor.add([&] { return secondsOfLoad(home.input) + secondsOfPrint(home); }); });
+    require(contents(home.printed) == contents(home.file), "the two files are the same");
+    return times;
+}
+
+Times findNothing(const Home& home, int rounds)
+{
+    Times times;
+    copy(home.finished, home.file);
+    alternate(
+        rounds, [&] { times.ours.add([] { return secondsOfUpdate(PreferenceUpdater::Nothing); }); },
+        [&] { times.floor.add([&] { return secondsOfLoad(home.finished); }); });
+    return times;
+}
+
+void measureAll(const Report& report)
 {
     const Home home;
-    Times best;
-    for (int round = 0; round < rounds; ++round)
+    std::vector<Samples> plot;
+    for (const int cards : {16, 100, 1000, 10000, 50000})
     {
-        writeFile(cards);
-        std::filesystem::copy_file(home.file, home.input, std::filesystem::copy_options::overwrite_existing);
-        best.ours = std::min(best.ours, secondsOf(migrate));
-        TiXmlDocument before;
-        TiXmlDocument after;
-        const double loading = secondsOf([&] { load(before, home.input); });
-        load(after, home.file);
-        best.parsers = std::min(best.parsers, loading + secondsOf([&] { print(after, home); }));
+        if (cards > report.rounds(50000, 1000))
+            break;
+        const int rounds = report.rounds(cards > 10000 ? 5 : 7, 1);
+        writeUnmigrated(home.input, cards);
+        const Times moved = migrate(home, rounds);
+        const Times nothing = findNothing(home, rounds);
+        const std::string of = " of " + std::to_string(cards) + " cards";
+        const bool judged = cards >= 1000; // of a smaller file all is the disk's
+        report.compare("Migration" + of, moved.ours.best, moved.floor.best, Unit::Time,
+                       judged ? Goal{Goal::AtMost, 1.5} : Goal{});
+        report.compare("Nothing to migrate" + of, nothing.ours.best, nothing.floor.best, Unit::Time,
+                       {Goal::AtMost, 1.3});
+        plot.push_back({static_cast<double>(cards), 1e3 * moved.ours.best, 1e3 * moved.floor.best,
+                        1e3 * nothing.ours.best, 1e3 * nothing.floor.best});
     }
-    return best;
-}
-
-long residentKiB()
-{
-    long pages = 0;
-    std::ifstream("/proc/self/statm").ignore(64, ' ') >> pages;
-    return pages * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
-/// To be measured first, as nothing else has used memory yet. What the migration took is given back as at a start.
-long residentGrowth(int cards)
-{
-    const Home home;
-    const auto residentAfter = [](int count)
-    {
-        writeFile(count);
-        migrate();
-        malloc_trim(0);
-        return residentKiB();
-    };
-    const long before = residentAfter(cardsOfGroup);
-    return residentAfter(cards) - before;
+    report.data("migration.txt", plot);
 }
 
 }
 
-/// With --short a round that only shows that it runs.
-int main(int argc, char* argv[])
-{
-    const bool isShort = argc > 1 && std::string(argv[1]) == "--short";
-    const int cards = isShort ? 1000 : 10000;
-    const int rounds = isShort ? 1 : 7;
-
-    const long growth = residentGrowth(cards);
-    const Times small = measure(cards / 10, rounds);
-    const Times large = measure(cards, rounds);
-    printf("%6s  %12s  %12s  %5s\n", "cards", "migration", "parser alone", "ratio");
-    for (const auto& [number, times] : {std::pair(cards / 10, small), std::pair(cards, large)})
-        printf("%6d  %9.2f ms  %9.2f ms  %5.2f\n", number, 1e3 * times.ours, 1e3 * times.parsers,
-               times.ours / times.parsers);
-    printf("ten times the cards: %.1f times the time\n", large.ours / small.ours);
-    printf("resident memory after %d cards, over that after %d: %ld KiB\n", cards, cardsOfGroup, growth);
-    return 0;
-}
+int main(int argc, char* argv[]) { return runBenchmark(argc, argv, measureAll); }

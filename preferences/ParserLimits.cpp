@@ -2,7 +2,9 @@
 
 #include <strings.h>
 
+#include <array>
 #include <cctype>
+#include <cstdint>
 #include <cstring>
 
 #include <tinyxml.h>
@@ -46,17 +48,33 @@ private:
 
     bool startsWith(const char* word) const { return strncmp(position, word, strlen(word)) == 0; }
 
-    static bool isSpace(char byte) { return isspace(static_cast<unsigned char>(byte)); }
-
-    static bool isNameStart(char byte)
+    /// What a byte can be, looked up: a question of the C library for each byte would be most of the walk.
+    enum Kind : uint8_t
     {
-        return static_cast<unsigned char>(byte) >= 127 || isalpha(static_cast<unsigned char>(byte)) || byte == '_';
+        Space = 1,
+        NameStart = 2,
+        InName = 4,
+        Plain = 8 ///< In a text it stands for itself, whatever the encoding.
+    };
+
+    static std::array<uint8_t, 256> kindsOfBytes()
+    {
+        std::array<uint8_t, 256> kinds = {};
+        for (int byte = 1; byte < 256; ++byte)
+        {
+            const bool nameStart = byte >= 127 || isalpha(byte) || byte == '_';
+            const bool inName = nameStart || isdigit(byte) || strchr("-.:", byte);
+            const bool plain = byte < 127 && byte != '&';
+            kinds[static_cast<size_t>(byte)] =
+                static_cast<uint8_t>((isspace(byte) ? Space : 0) | (nameStart ? NameStart : 0) | (inName ? InName : 0) |
+                                     (plain ? Plain : 0));
+        }
+        return kinds;
     }
 
-    static bool isInName(char byte)
-    {
-        return isNameStart(byte) || isdigit(static_cast<unsigned char>(byte)) || (byte && strchr("-.:", byte));
-    }
+    bool is(Kind kind, char byte) const { return kinds[static_cast<unsigned char>(byte)] & kind; }
+    bool isSpace(char byte) const { return is(Space, byte); }
+    bool isNameStart(char byte) const { return is(NameStart, byte); }
 
     /// In UTF-8 the marks that may begin a file count as space anywhere.
     bool atMark() const
@@ -103,7 +121,10 @@ private:
     void skipText(char end)
     {
         while (!over() && *position != end)
-            skipCharacter();
+            if (is(Plain, *position))
+                ++position;
+            else
+                skipCharacter();
     }
 
     /// Moves behind the next occurrence of the word.
@@ -180,7 +201,7 @@ private:
     {
         if (!isNameStart(*position))
             return giveUp();
-        while (isInName(*position))
+        while (is(InName, *position))
             ++position;
     }
 
@@ -211,6 +232,7 @@ private:
         }
     }
 
+    const std::array<uint8_t, 256> kinds = kindsOfBytes();
     const char* position;
     TiXmlEncoding encoding = TIXML_ENCODING_UNKNOWN;
     int depth = 0;

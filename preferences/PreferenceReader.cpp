@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -71,6 +72,9 @@ void normaliseLineEnds(std::string& text)
 /// is cut off by the end would take it past the end.
 constexpr const char* padding = "\n\n\n";
 
+/// A file says how long it is, but may have holes: beyond this the text grows as it is read.
+constexpr size_t mostReserved = 1 << 26;
+
 /// What the parser would see of the file: up to the first NUL byte, with line ends as line feeds. Nothing if the file
 /// is empty or can't be read.
 ///
@@ -81,6 +85,9 @@ std::optional<std::string> textOf(const std::string& path)
     if (!stream)
         return std::nullopt;
     std::string text;
+    struct stat status = {};
+    if (fstat(fileno(stream.get()), &status) == 0)
+        text.reserve(std::min<size_t>(static_cast<size_t>(status.st_size) + strlen(padding), mostReserved));
     char block[1 << 16];
     for (size_t count = 0; (count = fread(block, 1, sizeof block, stream.get())) > 0;)
     {
@@ -92,14 +99,14 @@ std::optional<std::string> textOf(const std::string& path)
     normaliseLineEnds(text);
     if (ferror(stream.get()) || text.empty())
         return std::nullopt;
-    return text + padding;
+    return text.append(padding);
 }
 
-bool parse(std::string& text, TiXmlDocument& document)
+bool parse(const std::string& text, TiXmlDocument& document)
 {
     document.SetTabSize(0); // no row and column of each node: nobody asks for them, and counting them takes time
-    const Stream stream(fmemopen(text.data(), text.size(), "rb"));
-    return stream && document.LoadFile(stream.get());
+    document.Parse(text.c_str());
+    return !document.Error();
 }
 
 void readAttributes(const TiXmlElement& element, const std::string& key, PreferenceStore& store)
@@ -124,7 +131,7 @@ PreferenceIO::PreferenceIO(PreferenceStore* store, bool useUserFile) : path(choo
 
 bool PreferenceIO::read()
 {
-    std::optional<std::string> text = textOf(path);
+    const std::optional<std::string> text = textOf(path);
     if (!text || !fitsParser(*text))
         return false;
     const std::unique_ptr<TiXmlDocument> document(new (std::nothrow) TiXmlDocument);

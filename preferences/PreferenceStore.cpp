@@ -28,14 +28,14 @@ bool PreferenceStore::get(const std::string& key, const std::string& name, Prefe
     return found;
 }
 
-void PreferenceStore::set(const std::string& key, const std::string& name, const PreferenceValue& value)
+void PreferenceStore::set(const std::string& key, const std::string& name, PreferenceValue value)
 {
     Place& place = placeOf(key);
     const auto attribute = find(place, name);
     if (attribute != place.key->second.end())
-        attribute->second = value;
+        attribute->second = std::move(value);
     else
-        append(place, name, value);
+        append(place, name, std::move(value));
 }
 
 void PreferenceStore::remove(const std::string& key, const std::string& name)
@@ -57,6 +57,7 @@ void PreferenceStore::removeKey(const std::string& key)
     if (place == index.end())
         return;
     const PreferenceTable::iterator removed = place->second.key;
+    latest = nullptr;
     index.erase(place);
     table.erase(removed);
 }
@@ -89,6 +90,7 @@ void PreferenceStore::forEachAttribute(const std::string& key, const Visitor& vi
 
 void PreferenceStore::clear()
 {
+    latest = nullptr;
     index.clear();
     table.clear();
 }
@@ -109,10 +111,10 @@ PreferenceAttributes::iterator PreferenceStore::find(const Place& place, const s
     return found == place.attributes.end() ? attributes.end() : found->second;
 }
 
-void PreferenceStore::append(Place& place, const std::string& name, const PreferenceValue& value)
+void PreferenceStore::append(Place& place, const std::string& name, PreferenceValue value)
 {
     PreferenceAttributes& attributes = place.key->second;
-    const auto added = attributes.emplace(attributes.end(), name, value);
+    const auto added = attributes.emplace(attributes.end(), name, std::move(value));
     if (!place.attributes.empty())
         place.attributes.emplace(added->first, added);
     else if (attributes.size() > longestWalk)
@@ -132,8 +134,14 @@ const PreferenceValue* PreferenceStore::find(const std::string& key, const std::
 /// Makes the key behind the others if it is not there.
 PreferenceStore::Place& PreferenceStore::placeOf(const std::string& key)
 {
-    if (const auto place = index.find(key); place != index.end())
-        return place->second;
-    const auto added = table.emplace(table.end(), key, PreferenceAttributes());
-    return index.emplace(added->first, Place{added, {}}).first->second;
+    if (latest && latest->key->first == key)
+        return *latest;
+    auto place = index.lower_bound(key);
+    if (place == index.end() || place->first != key)
+    {
+        const auto added = table.emplace(table.end(), key, PreferenceAttributes());
+        place = index.emplace_hint(place, added->first, Place{added, {}});
+    }
+    latest = &place->second;
+    return *latest;
 }

@@ -41,7 +41,7 @@ public:
     /// False leaves `value` alone.
     bool get(const std::string& key, const std::string& name, PreferenceValue& value) const;
     /// Makes the key and the attribute, each behind those that are there, or changes the value where it stands.
-    void set(const std::string& key, const std::string& name, const PreferenceValue& value);
+    void set(const std::string& key, const std::string& name, PreferenceValue value);
     void set(const std::string& key, const std::string& name, const char* literal) = delete;
     /// The key stays, even without attributes.
     void remove(const std::string& key, const std::string& name);
@@ -77,9 +77,10 @@ private:
     };
 
     static PreferenceAttributes::iterator find(const Place& place, const std::string& name);
-    static void append(Place& place, const std::string& name, const PreferenceValue& value);
+    static void append(Place& place, const std::string& name, PreferenceValue value);
     const PreferenceValue* find(const std::string& key, const std::string& name) const;
     Place& placeOf(const std::string& key);
 
     std::map<std::string_view, Place> index; ///< Ordered, as whoever writes the file could choose keys of one hash.
+    Place* latest = nullptr;                 ///< That of the last set(), as one key's attributes are set in a row.
 };

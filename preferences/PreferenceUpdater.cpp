@@ -1,7 +1,7 @@
 #include "preferences/PreferenceUpdater.h"
 
 #include <exception>
-#include <map>
+#include <optional>
 
 #include "preferences/PreferenceIO.h"
 
@@ -53,7 +53,14 @@ void PreferenceUpdater::forEachKey(const std::function<void(std::string)>& fn)
 int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::string& oldName,
                                             const std::string& newName)
 {
-    return move(key, oldName, newName, cardsOfGroup(key));
+    PreferenceValue value;
+    if (!store->get(key, oldName, value))
+        return Nothing;
+    const Cards cards = cardsOfGroup(key);
+    CardKeys keys;
+    for (const std::string& card : cards)
+        keys.push_back(&card);
+    return move(key, {{oldName, newName, value}}, keys);
 }
 
 int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::string& name)
@@ -106,37 +113,52 @@ bool PreferenceUpdater::reload()
 
 bool PreferenceUpdater::save() { return store->write(); }
 
-int PreferenceUpdater::move(const std::string& key, const std::string& oldName, const std::string& newName,
-                            const Cards& cards)
+/// What the key holds of the six, in their order.
+std::vector<PreferenceUpdater::Move> PreferenceUpdater::movesOf(const std::string& key) const
 {
-    PreferenceValue value;
-    if (!store->get(key, oldName, value))
-        return Nothing;
+    std::vector<Move> moves;
+    for (const Renaming& renaming : renamings)
+        if (PreferenceValue value; store->get(key, renaming.onGroup, value))
+            moves.push_back({renaming.onGroup, renaming.onCard, value});
+    return moves;
+}
+
+/// Card by card, so that each has to be found once only.
+int PreferenceUpdater::move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards)
+{
     if (cards.empty())
         return Failed;
-    for (const std::string& card : cards)
-        store->set(card, newName, value);
-    store->remove(key, oldName);
+    for (const std::string* card : cards)
+        for (const Move& move : moves)
+            store->set(*card, move.newName, move.value);
+    for (const Move& move : moves)
+        store->remove(key, move.oldName);
     return Moved;
+}
+
+std::map<std::string, PreferenceUpdater::CardKeys> PreferenceUpdater::cardsByGroup() const
+{
+    std::map<std::string, CardKeys> result;
+    for (const auto& [key, attributes] : store->table)
+        if (!PreferenceIO::isGroup(key))
+            result[PreferenceIO::groupKey(key)].push_back(&key);
+    return result;
 }
 
 void PreferenceUpdater::moveAll()
 {
-    // The cards of all groups in one walk: a move makes no key, so they stay what they are.
-    std::map<std::string, Cards> cardsByGroup;
-    forEachKey(
-        [&](const std::string& key)
-        {
-            if (!PreferenceIO::isGroup(key))
-                cardsByGroup[PreferenceIO::groupKey(key)].insert(key);
-        });
-    forEachKey(
-        [&](const std::string& key)
-        {
-            if (!PreferenceIO::isGroup(key))
-                return;
-            const Cards& cards = cardsByGroup[key];
-            for (const Renaming& renaming : renamings)
-                tally(move(key, renaming.onGroup, renaming.onCard, cards));
-        });
+    std::optional<std::map<std::string, CardKeys>> cards; // of all groups in one walk, once there is something to move
+    for (const auto& [key, attributes] : store->table)    // a move makes no key and removes none
+    {
+        if (!PreferenceIO::isGroup(key))
+            continue;
+        const std::vector<Move> moves = movesOf(key);
+        if (moves.empty())
+            continue;
+        if (!cards)
+            cards = cardsByGroup();
+        const int result = move(key, moves, (*cards)[key]);
+        for (size_t i = 0; i < moves.size(); ++i)
+            tally(result);
+    }
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "preferences/PreferenceStore.h"
 
@@ -58,6 +60,18 @@ public:
     int failedCount = 0;  ///< And those that did not.
 
 private:
-    int move(const std::string& key, const std::string& oldName, const std::string& newName, const Cards& cards);
+    struct Move
+    {
+        std::string oldName;
+        std::string newName;
+        PreferenceValue value;
+    };
+
+    /// Keys in the table, in any order: what a move does to one card doesn't depend on the others.
+    using CardKeys = std::vector<const std::string*>;
+
+    std::vector<Move> movesOf(const std::string& key) const;
+    int move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
+    std::map<std::string, CardKeys> cardsByGroup() const;
     void moveAll();
 };

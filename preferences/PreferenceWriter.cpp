@@ -20,54 +20,85 @@ namespace
 /// The finished file is everybody's, whatever the umask says.
 constexpr mode_t openToAll = 0666;
 
+constexpr size_t writtenAtOnce = 1 << 16;
+
 constexpr size_t groupWordLength = 5;
 
-struct TextOfValue
+const std::string idWord = "id";
+const std::string nameWord = "name";
+const std::string valueWord = "value";
+
+struct ValueSetter
 {
-    std::string operator()(bool value) const { return value ? "true" : "false"; }
-    std::string operator()(long value) const { return std::to_string(value); }
-    std::string operator()(double value) const { return std::to_string(value); }
-    std::string operator()(const std::string& value) const { return value; }
+    void operator()(bool value) const { element.SetAttribute(valueWord, std::string(value ? "true" : "false")); }
+    void operator()(long value) const { element.SetAttribute(valueWord, std::to_string(value)); }
+    void operator()(double value) const { element.SetAttribute(valueWord, std::to_string(value)); }
+    void operator()(const std::string& value) const { element.SetAttribute(valueWord, value); }
+
+    TiXmlElement& element;
 };
 
-/// Null if the element could not be inserted.
-TiXmlElement* insert(TiXmlNode& parent, const std::string& name)
+/// Makes the form the element of a key. What it held for another key is written over, so that of all keys together
+/// little more than the one with the most attributes takes memory.
+void fillIn(TiXmlElement& form, const PreferenceTable::value_type& entry)
 {
-    TiXmlNode* inserted = parent.InsertEndChild(TiXmlElement(name));
-    return inserted ? inserted->ToElement() : nullptr;
+    const auto& [key, attributes] = entry;
+    const bool group = PreferenceIO::isGroup(key);
+    form.SetValue(group ? "group" : "card");
+    form.SetAttribute(idWord, group ? key.substr(groupWordLength) : key);
+    TiXmlElement* line = form.FirstChildElement();
+    for (const auto& [name, value] : attributes)
+    {
+        if (!line)
+        {
+            line = new TiXmlElement("attribute");
+            form.LinkEndChild(line);
+        }
+        line->SetAttribute(nameWord, name);
+        visit(ValueSetter{*line}, value);
+        line = line->NextSiblingElement();
+    }
+    while (line)
+    {
+        TiXmlElement* const next = line->NextSiblingElement();
+        form.RemoveChild(line);
+        line = next;
+    }
 }
 
-void insertKey(TiXmlElement& root, const std::string& key, PreferenceStore& store)
+/// Stands in the document for one key of the table, and becomes a whole element only while it is printed: the document
+/// of a large table would take more memory than the table.
+class KeyElement final : public TiXmlElement
 {
-    static const std::string idWord = "id";
-    static const std::string nameWord = "name";
-    static const std::string valueWord = "value";
-    const bool group = PreferenceIO::isGroup(key);
-    TiXmlElement* element = insert(root, group ? "group" : "card");
-    if (!element)
-        return;
-    element->SetAttribute(idWord, group ? key.substr(groupWordLength) : key);
-    store.forEachAttribute(key,
-                           [element](const std::string& name, PreferenceValue& value)
-                           {
-                               if (TiXmlElement* attribute = insert(*element, "attribute"))
-                               {
-                                   attribute->SetAttribute(nameWord, name);
-                                   attribute->SetAttribute(valueWord, visit(TextOfValue(), value));
-                               }
-                           });
-}
+public:
+    /// Both outlive it. The form is shared by all.
+    KeyElement(const PreferenceTable::value_type& entry, TiXmlElement& form)
+        : TiXmlElement("key"), entry(entry), form(form)
+    {
+    }
+
+    void Print(FILE* file, int depth) const override
+    {
+        fillIn(form, entry);
+        form.Print(file, depth);
+    }
+
+private:
+    const PreferenceTable::value_type& entry;
+    TiXmlElement& form;
+};
 
 /// Null if there is no memory for it.
-std::unique_ptr<TiXmlDocument> documentOf(PreferenceStore& store)
+std::unique_ptr<TiXmlDocument> documentOf(const PreferenceTable& table, TiXmlElement& form)
 {
     std::unique_ptr<TiXmlDocument> document(new (std::nothrow) TiXmlDocument);
     if (!document)
         return nullptr;
-    document->InsertEndChild(TiXmlDeclaration("1.0", "ISO-8859-1", "true"));
-    if (TiXmlElement* root = insert(*document, "QuillstonePreferences"))
-        for (const std::string& key : store.keys())
-            insertKey(*root, key, store);
+    document->LinkEndChild(new TiXmlDeclaration("1.0", "ISO-8859-1", "true"));
+    auto* root = new TiXmlElement("QuillstonePreferences");
+    document->LinkEndChild(root);
+    for (const PreferenceTable::value_type& entry : table)
+        root->LinkEndChild(new KeyElement(entry, form));
     return document;
 }
 
@@ -127,6 +158,7 @@ public:
         if (!stream)
             return false;
         file.release();
+        static_cast<void>(setvbuf(stream, nullptr, _IOFBF, writtenAtOnce)); // only faster, never another file
         if (!document.SaveFile(stream) || fflush(stream) != 0 || fdatasync(fileno(stream)) != 0 ||
             rename(temporary.c_str(), path.c_str()) != 0)
             return false;
@@ -155,7 +187,8 @@ bool PreferenceIO::write()
     const filesystem::path target(path);
     if (path.empty() || (!target.root_directory().empty() && target.relative_path().empty()))
         return false;
-    const std::unique_ptr<TiXmlDocument> document = documentOf(*store);
+    TiXmlElement form("card");
+    const std::unique_ptr<TiXmlDocument> document = documentOf(store->table, form);
     if (!document)
         return false;
     const filesystem::path parent = target.parent_path();

@@ -5,7 +5,9 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(g++ cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev libtinyxml-dev)
 demo_packages=(socat)
 test_packages=(libgtest-dev strace)
-check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
+check_packages=(clang clang-format clang-tidy libclang-rt-14-dev mandoc systemd)
+package_packages=(build-essential debhelper fakeroot lintian)
+benchmark_packages=(libbenchmark-dev gnuplot-nox)
 
 # Installs those of Debian's packages that are missing, through sudo where that is needed.
 install_packages() {

@@ -1,63 +1,13 @@
 #include "simulator/SteeringSocket.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
-#include <optional>
 
 #include "simulator/Commands.h"
-
-namespace
-{
-
-std::optional<sockaddr_un> addressOf(const std::string& path)
-{
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (path.empty() || path.size() >= sizeof address.sun_path)
-        return std::nullopt;
-    memcpy(address.sun_path, path.c_str(), path.size());
-    return address;
-}
-
-const sockaddr* generic(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
-
-/// Reads up to the next newline, which is dropped. Nothing at the end of the stream.
-std::optional<std::string> readLine(int descriptor, std::string& buffer)
-{
-    while (true)
-    {
-        if (const size_t end = buffer.find('\n'); end != std::string::npos)
-        {
-            std::string line = buffer.substr(0, end);
-            buffer.erase(0, end + 1);
-            return line;
-        }
-        char bytes[4096];
-        const ssize_t count = recv(descriptor, bytes, sizeof bytes, 0);
-        if (count <= 0)
-            return std::nullopt;
-        buffer.append(bytes, static_cast<size_t>(count));
-    }
-}
-
-bool writeLine(int descriptor, std::string line)
-{
-    line += '\n';
-    for (size_t sent = 0; sent < line.size();)
-    {
-        const ssize_t count = send(descriptor, line.data() + sent, line.size() - sent, MSG_NOSIGNAL);
-        if (count <= 0)
-            return false;
-        sent += static_cast<size_t>(count);
-    }
-    return true;
-}
-
-}
+#include "simulator/LineSocket.h"
 
 SteeringSocket::SteeringSocket(Simulator& simulator, const std::string& path) : simulator(simulator), path(path)
 {
@@ -139,29 +89,4 @@ void SteeringSocket::removeEnded()
     }
     for (Connection& connection : ended)
         connection.thread.join();
-}
-
-SteeringClient::SteeringClient(const std::string& path)
-{
-    const auto address = addressOf(path);
-    descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (!address || connect(descriptor, generic(*address), sizeof *address) != 0)
-    {
-        close(descriptor);
-        descriptor = -1;
-    }
-}
-
-SteeringClient::~SteeringClient()
-{
-    if (descriptor >= 0)
-        close(descriptor);
-}
-
-std::string SteeringClient::ask(const std::string& line)
-{
-    std::string buffer;
-    if (descriptor < 0 || !writeLine(descriptor, line))
-        return {};
-    return readLine(descriptor, buffer).value_or("");
 }

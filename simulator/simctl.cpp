@@ -1,8 +1,9 @@
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 
-#include "simulator/SteeringSocket.h"
+#include "simulator/SteeringClient.h"
 
 namespace
 {

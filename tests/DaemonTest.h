@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/SteeringSocket.h"
+#include "simulator/SteeringClient.h"
 #include "tests/TestMachine.h"
 
 inline const std::string listeningLine = "6 Listening for Ostrivane settings changes\n";
