@@ -1,4 +1,4 @@
-#include <map>
+#include <numeric>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -55,37 +55,61 @@ TEST(SettingsTest, EveryNumberAndEveryNameIsItsOwnOrTheDefault)
     }
 }
 
-TEST(SettingsTest, AModeIsAvailableAsTheTwoFlagWordsSay)
+TEST(SettingsTest, AModeIsAvailableWithItsSmallestFlagsAndNotWithABitLessOrAForbiddenOne)
 {
-    using Row = std::tuple<uint64_t, uint64_t, std::set<uint32_t>, uint32_t>; // the words, the modes, the default
-    for (const auto& [first, second, modes, byDefault] :
-         {Row{0, 0, {1, 2}, 1},
-          {0, 4, {}, 1},
-          {0x8000, 0, {0, 1, 2, 3, 4}, 0},
-          {0x8000, 4, {0}, 0},
-          {0x48000, 0, {1, 2}, 1},
-          {0x10000, 0, {1, 2}, 1},
-          {0x18000, 0, {0, 3, 4, 1001, 1002}, 0},
-          {0x58000, 0, {1001, 1002}, 1001},
-          {0x38000, 0, {0, 3, 4, 1001, 1002, 1003}, 0},
-          {0x2098000, 0, {0, 3, 4, 1001, 1002, 1004}, 0},
-          {0x2098000, 0x400, {0, 3, 4, 1001, 1002}, 0},
-          {0x98000, 0, {0, 3, 4, 1001, 1002}, 0},
-          {0x20A8000, 0, {0, 1, 2, 3, 4}, 0},
-          {0x20B0000, 0, {1, 2}, 1},
-          {0xB8000, 0, {0, 4, 1001, 1002, 1003, 1006, 1007, 1008, 1009, 1010, 1011, 1012}, 0},
-          {0x1000B8000, 0, {0, 4, 1001, 1002, 1003, 1006, 1007, 1008, 1011, 1012}, 0},
-          {0, 0x800000, {1, 2, 1005}, 1},
-          {0, 0x100800000, {1, 2}, 1},
-          {0, 0x800000000000, {1, 2, 2000}, 1}})
+    using Bits = std::set<int>;
+    using Row =
+        std::tuple<std::set<uint32_t>, Bits, Bits, Bits, Bits>; // needs and forbids, of the first and the second
+    std::set<uint32_t> known;
+    for (const auto& [modes, needs, forbids, needsInSecond, forbidsInSecond] :
+         {Row{{0}, {15}, {18}, {}, {}},
+          {{1, 2}, {}, {}, {}, {2}},
+          {{3, 4}, {15}, {18}, {}, {2}},
+          {{1001, 1002}, {15, 16}, {}, {}, {}},
+          {{1003}, {15, 16, 17}, {}, {}, {}},
+          {{1004}, {15, 16, 19, 25}, {}, {}, {10}},
+          {{1005}, {}, {}, {23}, {32}},
+          {{1006, 1007, 1008, 1011, 1012}, {15, 16, 17, 19}, {}, {}, {}},
+          {{1009, 1010}, {15, 16, 17, 19}, {32}, {}, {}},
+          {{2000}, {}, {}, {47}, {}}})
     {
-        std::set<uint32_t> available;
-        for (const uint32_t mode : numbers())
-            if (isConversionAvailable(mode, first, second))
-                available.insert(mode);
-        EXPECT_EQ(available, modes) << std::hex << first << " " << second;
-        EXPECT_EQ(defaultConversionMode(first), byDefault) << std::hex << first;
+        const auto word = [](const Bits& bits) {
+            return std::accumulate(bits.begin(), bits.end(), 0ull, [](auto sum, int bit) { return sum | 1ull << bit; });
+        };
+        const uint64_t first = word(needs), second = word(needsInSecond);
+        for (const uint32_t mode : modes)
+        {
+            EXPECT_TRUE(isConversionAvailable(mode, first, second)) << mode;
+            for (int bit = 0; bit < 64; ++bit)
+            {
+                EXPECT_EQ(isConversionAvailable(mode, first ^ 1ull << bit, second),
+                          !needs.count(bit) && !forbids.count(bit))
+                    << mode << " " << bit;
+                EXPECT_EQ(isConversionAvailable(mode, first, second ^ 1ull << bit),
+                          !needsInSecond.count(bit) && !forbidsInSecond.count(bit))
+                    << mode << " " << bit;
+            }
+        }
+        known.insert(modes.begin(), modes.end());
     }
+    for (const uint32_t mode : numbers())
+        for (const uint64_t word : {0ull, 0xB8000ull, ~0ull})
+            EXPECT_FALSE(!known.count(mode) && isConversionAvailable(mode, word, word)) << mode;
+}
+
+TEST(SettingsTest, AModeGivesWayToItsHardwareCounterpart)
+{
+    for (const auto& [mode, counterpart, least, hardware] :
+         {std::tuple(1u, 1001u, 0u, 0x18000u), {2u, 1002u, 0u, 0x18000u}, {3u, 1006u, 0x8000u, 0xB8000u}})
+        for (uint32_t flags = 0; flags <= hardware; flags += 0x8000)
+        {
+            const bool offered = (flags & hardware) == hardware;
+            const bool own = (flags & least) == least && !(least && flags & 0x40000);
+            EXPECT_EQ(isConversionAvailable(counterpart, flags, 0), offered) << mode << std::hex << " " << flags;
+            EXPECT_EQ(isConversionAvailable(mode, flags, 0), own && !offered) << mode << std::hex << " " << flags;
+        }
+    for (const auto& [flags, mode] : {std::pair(0u, 1u), {0x8000, 0}, {0x18000, 0}, {0x48000, 1}, {0x58000, 1001}})
+        EXPECT_EQ(defaultConversionMode(flags), mode) << std::hex << flags;
     static_assert(defaultConversionMode(0x58000) == 1001); // usable where the compiler needs a value
 }
 
