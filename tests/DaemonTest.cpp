@@ -8,6 +8,10 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
 {
     umask(0);
     std::ofstream(stage / "pid") << "an older and longer one";
+    std::filesystem::create_directories("/etc/quillstone");
+    std::ofstream("/etc/quillstone/QuillstonePreferences.xml")
+        << "<QuillstonePreferences><group id='16'><attribute name='NetOutputVideoPort' value='9'/></group>"
+           "<card id='17'><attribute name='Label' value='A'/></card></QuillstonePreferences>";
     Child daemon = run({"-n", "-p", stage / "pid"});
     ASSERT_EQ(syslog.take(1), Lines{listeningLine});
     EXPECT_EQ(contents(stage / "pid"), std::to_string(daemon.pid) + "\n");
@@ -30,18 +34,22 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
     other.unlock();
     EXPECT_EQ(contents("/etc/quillstone/QuillstonePreferences.xml"),
               "<?xml version=\"1.0\" encoding=\"ISO-8859-1\" standalone=\"true\" ?>\n<QuillstonePreferences>\n"
-              "    <card id=\"17\">\n        <attribute name=\"Gain\" value=\"0.5\" />\n    </card>\n"
+              "    <card id=\"17\">\n        <attribute name=\"Label\" value=\"A\" />\n"
+              "        <attribute name=\"NetOutputVideoPort_0\" value=\"9\" />\n"
+              "        <attribute name=\"Gain\" value=\"0.5\" />\n    </card>\n"
               "</QuillstonePreferences>\n");
     EXPECT_TRUE(waitFor([&] { return say("references") == "ok 5 17=4 discovery=1"; }));
     EXPECT_EQ(say("unplug 17"), "ok");
     EXPECT_EQ(say("references"), "ok 1 discovery=1");
 
     EXPECT_EQ(say("plug 18"), "ok"); // and is there at the stop
-    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_EQ(say("slow 18 Unsubscribe 50ms"), "ok");
+    kill(daemon.pid, SIGTERM);
     EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
+    EXPECT_EQ(modeOf(segmentPath), 0U);
+    EXPECT_EQ(daemon.wait(), 0);
     EXPECT_EQ(errors(), "Start\n");
     EXPECT_EQ(contents(stage / "report"), "ok 0\n");
-    EXPECT_EQ(modeOf(segmentPath), 0U);
     EXPECT_NE(modeOf(stage / "pid"), 0U);
 }
 
