@@ -1,5 +1,7 @@
 #include "preferences/PreferenceUpdater.h"
 
+#include <malloc.h>
+
 #include <exception>
 #include <optional>
 
@@ -156,7 +158,11 @@ void PreferenceUpdater::moveAll()
         if (moves.empty())
             continue;
         if (!cards)
+        {
+            // The parser has left many small pieces of memory: attributes that fill them lie scattered.
+            malloc_trim(0);
             cards = cardsByGroup();
+        }
         const int result = move(key, moves, (*cards)[key]);
         for (size_t i = 0; i < moves.size(); ++i)
             tally(result);
