@@ -172,7 +172,7 @@ void measureAll(const Report& report)
     {
         if (cards > report.rounds(50000, 1000))
             break;
-        const int rounds = report.rounds(cards > 10000 ? 5 : 7, 1);
+        const int rounds = report.rounds(cards > 10000 ? 9 : 15, 1);
         writeUnmigrated(home.input, cards);
         const Times moved = migrate(home, rounds);
         const Times nothing = findNothing(home, rounds);
