@@ -22,6 +22,10 @@ constexpr Renaming renamings[] = {
     {"NetOutputAncillaryIPv4", "NetOutputAncillaryIPv4_0"}, {"NetOutputAncillaryPort", "NetOutputAncillaryPort_0"},
 };
 
+/// A value goes to every card of its group, and whoever writes the file chooses how many those are: without a bound a
+/// small file would become one that fills memory and disk. In bytes of all values.
+constexpr size_t mostCopied = 1 << 26;
+
 }
 
 PreferenceUpdater::PreferenceUpdater(bool useUserFile) : store(std::make_unique<PreferenceStore>(useUserFile)) {}
@@ -32,9 +36,8 @@ int PreferenceUpdater::update()
     failedCount = 0;
     try
     {
-        if (!store->read())
+        if (!store->read() || !moveAll())
             return Failed;
-        moveAll();
         if (summary() == Nothing)
             return Nothing;
         // Also after a failure, so that what was moved reaches the file.
@@ -147,8 +150,10 @@ std::map<std::string, PreferenceUpdater::CardKeys> PreferenceUpdater::cardsByGro
     return result;
 }
 
-void PreferenceUpdater::moveAll()
+/// False if the file would grow beyond measure.
+bool PreferenceUpdater::moveAll()
 {
+    size_t copied = 0;
     std::optional<std::map<std::string, CardKeys>> cards; // of all groups in one walk, once there is something to move
     for (const auto& [key, attributes] : store->table)    // a move makes no key and removes none
     {
@@ -163,8 +168,15 @@ void PreferenceUpdater::moveAll()
             malloc_trim(0);
             cards = cardsByGroup();
         }
-        const int result = move(key, moves, (*cards)[key]);
+        const CardKeys& members = (*cards)[key];
+        for (const Move& move : moves)
+            if (const auto* text = boost::variant2::get_if<std::string>(&move.value))
+                copied += text->size() * members.size();
+        if (copied > mostCopied)
+            return false;
+        const int result = move(key, moves, members);
         for (size_t i = 0; i < moves.size(); ++i)
             tally(result);
     }
+    return true;
 }

@@ -92,6 +92,18 @@ TEST_F(PreferenceStoreTest, AnUpdateMovesSixAttributesFromGroupsToTheirCards)
     }
     std::filesystem::remove(path);
     EXPECT_EQ(PreferenceUpdater(true).update(), 2);
+
+    for (const size_t cards : {1024U, 1025U}) // of one group, so that a small file would become one of 64 MiB
+    {
+        PreferenceStore store(true);
+        store.set("group16", "NetOutputVideoPort", std::string(1 << 16, 'x'));
+        for (size_t card = 0; card < cards; ++card)
+            store.set("17 " + std::to_string(card), "a", std::string());
+        ASSERT_TRUE(store.write());
+        const std::string original = contents(path);
+        EXPECT_EQ(PreferenceUpdater(true).update(), cards == 1024 ? 1 : 2);
+        EXPECT_EQ(contents(path) == original, cards != 1024);
+    }
 }
 
 TEST_F(PreferenceStoreTest, AnUpdaterMovesWithinItsTableAndReloads)
