@@ -43,7 +43,7 @@ bool OstrivaneHelper::sweep(DeviceList& members)
     const COMPtr<ITessarigHardwareState> hardware(current, IID_ITessarigHardwareState);
     if (!hardware)
         return false;
-    static_cast<void>(hardware->PrepareGroup());
+    contained([&] { static_cast<void>(hardware->PrepareGroup()); });
 
     COMPtr<ITessarigPeerDevice> peer(current, IID_ITessarigPeerDevice);
     COMPtr<ITessarigPeerIterator> iterator;

@@ -9,7 +9,7 @@
 namespace
 {
 
-/// Between a request and its save: changes that come in one go are saved in one go.
+/// Between a request and its save: changes that come in one go are saved in two goes at the most.
 constexpr std::chrono::nanoseconds settleTime{500'000};
 
 }
@@ -112,7 +112,7 @@ ResultCode PreferenceChangeListener::startListening()
     const COMPtr<ITessarigHardwareState> deviceState(device, IID_ITessarigHardwareState);
     if (!deviceState)
         return E_FAIL;
-    static_cast<void>(deviceState->PrepareDevice());
+    contained([&] { static_cast<void>(deviceState->PrepareDevice()); });
     static_cast<void>(subscribe());
     return S_OK;
 }
@@ -142,7 +142,7 @@ void PreferenceChangeListener::save()
         return; // a chance wake-up on a device that never got into listening
     {
         const std::lock_guard lock(*preferenceMutex);
-        static_cast<void>(hardwareState->PersistState());
+        contained([this] { static_cast<void>(hardwareState->PersistState()); });
     }
 
     COMPtr<ITessarigTopicBroadcaster> broadcaster;

@@ -15,8 +15,9 @@
 /// unsubscribe() and then Release(); the last Release joins the worker, so it must never run on the worker itself, and
 /// it waits for a save in progress, also for another process that holds the SharedPreferenceMutex.
 ///
-/// Any number of setd notifications before a save begins lead to that one save, and those during a save lead to exactly
-/// one more: the last save always begins after the last notification. A stop drops what was not begun.
+/// Any number of setd notifications before the worker takes the request up lead to one save, and those from then until
+/// the save is done to exactly one more: the last save always begins after the last notification. A stop drops what was
+/// not taken up.
 class PreferenceChangeListener final : public ITessarigNotificationCallback
 {
 public:

@@ -86,6 +86,7 @@ TEST_F(ListenerTest, ASaveComesAtOnceButNotBeforeTheSettlingTimeAndMayThrow)
         ASSERT_TRUE(waitFor([&] { return rounds == round; }));
     }
     end();
+    EXPECT_EQ(count("Post"), 8);
     EXPECT_GE(fastest, 500us);
     EXPECT_LT(fastest, 100ms);
 }
