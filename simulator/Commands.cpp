@@ -163,26 +163,32 @@ const std::string& interfaceName(const std::string& text)
     static constexpr const char* interfaces[] = {
         "ITessarigAttributes",       "ITessarigHardwareState", "ITessarigConfiguration", "ITessarigNotification",
         "ITessarigTopicBroadcaster", "ITessarigGroupedDevice", "ITessarigPeerDevice",    nullptr};
+    const size_t at = text.find('@');
+    if (at != std::string::npos && text.substr(at) != "@configuration")
+        throw CommandError("unknown name " + text);
     return knownName(text, interfaces, '@');
 }
 
 std::string fail(Simulator& simulator, const Words& words)
 {
     const auto code = number<uint32_t>(words[3], "a result code");
-    simulator.recordOf(recordId(words[1]))->faults.fail(callName(words[2]), code);
+    const std::string& call = callName(words[2]);
+    simulator.recordOf(recordId(words[1]))->faults.fail(call, code);
     return {};
 }
 
 std::string slow(Simulator& simulator, const Words& words)
 {
     const auto time = duration(words[3]);
-    simulator.recordOf(recordId(words[1]))->faults.slow(callName(words[2]), time);
+    const std::string& call = callName(words[2]);
+    simulator.recordOf(recordId(words[1]))->faults.slow(call, time);
     return {};
 }
 
 std::string absent(Simulator& simulator, const Words& words)
 {
-    simulator.recordOf(recordId(words[1]))->faults.absent(interfaceName(words[2]));
+    const std::string& interface = interfaceName(words[2]);
+    simulator.recordOf(recordId(words[1]))->faults.absent(interface);
     return {};
 }
 

@@ -1,5 +1,6 @@
 #include "simulator/SettingsFile.h"
 
+#include <exception>
 #include <filesystem>
 
 #include "preferences/PreferenceIO.h"
@@ -7,11 +8,18 @@
 
 bool saveSettings(int64_t id, const SimulatedCard::Settings& settings)
 {
-    PreferenceStore store(false);
-    // A file that is there but can't be read is somebody's all the same: a new one must not take its place.
-    if (!store.read() && std::filesystem::exists(store.io->path))
-        return false;
-    for (const auto& [name, value] : settings)
-        store.set(std::to_string(id), name, value);
-    return store.write();
+    try
+    {
+        PreferenceStore store(false);
+        // A file that is there but can't be read is somebody's all the same: a new one must not take its place.
+        if (!store.read() && std::filesystem::exists(store.io->path))
+            return false;
+        for (const auto& [name, value] : settings)
+            store.set(std::to_string(id), name, value);
+        return store.write();
+    }
+    catch (const std::exception&)
+    {
+        return false; // the folder can't be looked at, or there is no memory
+    }
 }

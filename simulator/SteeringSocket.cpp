@@ -44,15 +44,26 @@ void SteeringSocket::accept()
     while (true)
     {
         const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (descriptor < 0 && errno == ECONNABORTED)
-            continue;
-        if (descriptor < 0)
-            return;
+        if (descriptor < 0 && errno == EINVAL)
+            return; // shut down
         removeEnded();
+        if (descriptor < 0)
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10)); // until there are descriptors again
+            continue;
+        }
         const std::lock_guard lock(mutex);
         Connection& connection = connections.emplace_back();
         connection.descriptor = descriptor;
-        connection.thread = std::thread([this, &connection] { serve(connection); });
+        try
+        {
+            connection.thread = std::thread([this, &connection] { serve(connection); });
+        }
+        catch (const std::system_error&)
+        {
+            close(descriptor); // no thread to be had: who connected may try again
+            connections.pop_back();
+        }
     }
 }
 
