@@ -23,7 +23,8 @@ static int tryElsewhere()
         {
             SharedPreferenceMutex other;
             const int error = other.open(false) && !other.owner ? pthread_mutex_trylock(other.segment) : -1;
-            other.unlock();
+            if (error == 0)
+                other.unlock();
             return error;
         });
 }
