@@ -22,7 +22,8 @@ const COMPtr<ITessarig>& lowestOf(const OstrivaneHelper::DeviceList& members)
 
 void OstrivaneHelper::groupWorker(DeviceList& members)
 {
-    // A sweep that made no listener would not do better the next time, so it is the last.
+    // Each sweep takes a member out, but for one whose device changes its peer id meanwhile: that is the last, or the
+    // work might never end.
     contained(
         [&]
         {

@@ -28,8 +28,9 @@ public:
     virtual ~OstrivaneHelper();
 
     /// Gives a plain device a listener, or gathers a member of a group and starts the group's thread when the group is
-    /// complete. Called on the library's threads, also before start() has returned. Takes `listenersMutex` or, for a
-    /// member, `groupMutex`. Throws if no thread can be had; then the devices concerned have no listener.
+    /// complete; if it has been complete before, waits for that time's thread. Called on the library's threads, also
+    /// before start() has returned. Takes `listenersMutex` or, for a member, `groupMutex`, also while it waits. Throws
+    /// if no thread can be had; then the devices concerned have no listener.
     virtual void deviceArrived(const COMPtr<ITessarig>& device);
 
     /// Ends the newest listener of the device, if there is one, and waits for its worker; a member also leaves its

@@ -7,9 +7,10 @@
 
 /// The link to the library's device discovery: turns its callbacks into calls of two callables.
 ///
-/// A member of its owner, never allocated by itself: the initial reference is never given back, so the library may
-/// count as it likes. start(), uninstall() and the destructor belong to the main thread; DeviceArrived and
-/// DeviceRemoved come on threads of the library, several at once, from within start() on until uninstall() returns.
+/// A member of its owner, never allocated by itself: the initial reference is never given back, so it stays as long as
+/// the library gives back no more references than it took. start(), uninstall() and the destructor belong to the main
+/// thread; DeviceArrived and DeviceRemoved come on threads of the library, several at once, from within start() on
+/// until uninstall() returns.
 class TessarigNotifier final : public ITessarigDeviceNotificationCallback
 {
 public:

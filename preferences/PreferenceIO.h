@@ -20,12 +20,15 @@ public:
     /// Replaces the table if the file is a preference file. False leaves the table alone; the file is never changed.
     bool read();
 
-    /// Replaces the file in one step, once the new one is on the disk: at any moment a whole file stands at the path.
-    /// False leaves it alone and nothing beside it. Throws boost::filesystem::filesystem_error if its folder can be
-    /// neither looked at nor made.
+    /// Replaces the file in one step, once the new one is on the disk. On false the file is as it was, with nothing
+    /// left beside it. Throws boost::filesystem::filesystem_error if its folder can't be looked at, or is missing and
+    /// can't be made, and std::bad_alloc; then the file is as it was, too.
     bool write();
 
     bool reset();
+
+    /// How many bytes a value takes in the file.
+    static size_t writtenSize(const std::string& value);
 
     /// Whether the key is that of a group: whether "group" occurs in it.
     static bool isGroup(const std::string& key);

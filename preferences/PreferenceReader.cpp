@@ -52,7 +52,7 @@ Stream openRegularFile(const std::string& path)
     return stream;
 }
 
-/// As the parser would do it, which is told to see the same text.
+/// The parser does so when it loads a file by itself, but not with a text that it is given.
 void normaliseLineEnds(std::string& text)
 {
     size_t kept = text.find('\r');

@@ -24,8 +24,8 @@ using PreferenceTable = std::list<std::pair<std::string, PreferenceAttributes>>;
 
 /// One preference file in memory: a table that changes only here until write() is called.
 ///
-/// Used by one thread from construction to destruction. Names and keys are compared as bytes. Looking one up costs the
-/// same in a large table as in a small one.
+/// Used by one thread from construction to destruction. Names and keys are compared as bytes. Looking one up takes no
+/// walk through the table: the time grows with the logarithm of its size.
 class PreferenceStore
 {
 public:
@@ -56,8 +56,8 @@ public:
 
     /// Replaces the table by what the file holds; false leaves the table alone.
     bool read();
-    /// Replaces the file by the table; false leaves the file alone. Throws boost::filesystem::filesystem_error if the
-    /// file's folder can be neither looked at nor made; that leaves it alone too.
+    /// Replaces the file by the table; false leaves the file alone. So does boost::filesystem::filesystem_error, thrown
+    /// if the file's folder can't be looked at, or is missing and can't be made.
     bool write();
     /// Empties the table and writes it.
     bool reset();

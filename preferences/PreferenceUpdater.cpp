@@ -23,8 +23,8 @@ constexpr Renaming renamings[] = {
 };
 
 /// A value goes to every card of its group, and whoever writes the file chooses how many those are: without a bound a
-/// small file would become one that fills memory and disk. In bytes of all values.
-constexpr size_t mostCopied = 1 << 26;
+/// small file would become one that fills memory and disk. In bytes of all copies, as they stand in the file.
+constexpr size_t mostGrowth = 1 << 26;
 
 }
 
@@ -36,8 +36,9 @@ int PreferenceUpdater::update()
     failedCount = 0;
     try
     {
-        if (!store->read() || !moveAll())
+        if (!store->read())
             return Failed;
+        moveAll();
         if (summary() == Nothing)
             return Nothing;
         // Also after a failure, so that what was moved reaches the file.
@@ -150,10 +151,9 @@ std::map<std::string, PreferenceUpdater::CardKeys> PreferenceUpdater::cardsByGro
     return result;
 }
 
-/// False if the file would grow beyond measure.
-bool PreferenceUpdater::moveAll()
+void PreferenceUpdater::moveAll()
 {
-    size_t copied = 0;
+    size_t room = mostGrowth;
     std::optional<std::map<std::string, CardKeys>> cards; // of all groups in one walk, once there is something to move
     for (const auto& [key, attributes] : store->table)    // a move makes no key and removes none
     {
@@ -169,14 +169,15 @@ bool PreferenceUpdater::moveAll()
             cards = cardsByGroup();
         }
         const CardKeys& members = (*cards)[key];
+        size_t growth = 0;
         for (const Move& move : moves)
-            if (const auto* text = boost::variant2::get_if<std::string>(&move.value))
-                copied += text->size() * members.size();
-        if (copied > mostCopied)
-            return false;
-        const int result = move(key, moves, members);
+            if (const auto* text = boost::variant2::get_if<std::string>(&move.value)) // as all that was read
+                growth += PreferenceIO::writtenSize(*text) * members.size();
+        const bool fits = growth <= room;
+        const int result = fits ? move(key, moves, members) : Failed;
+        if (fits)
+            room -= growth;
         for (size_t i = 0; i < moves.size(); ++i)
             tally(result);
     }
-    return true;
 }

@@ -21,7 +21,7 @@ public:
     {
         Nothing = 0, ///< Nothing to move.
         Moved = 1,
-        Failed = 2 ///< A group without cards, or a file that can't be read, written, or grow so far.
+        Failed = 2 ///< A group without cards or beyond the bound, or a file that can't be read or written.
     };
 
     using Cards = std::set<std::string>;
@@ -31,9 +31,9 @@ public:
     PreferenceUpdater(const PreferenceUpdater&) = delete;
     PreferenceUpdater& operator=(const PreferenceUpdater&) = delete;
 
-    /// Reads the file, moves, and writes it if anything was moved or failed to. A group without cards fails alone: the
-    /// others' moves are written. A file that can't be read or written, or would grow by more than 64 MiB, stays as it
-    /// was. A later update tries again what failed. Throws nothing.
+    /// Reads the file, moves, and writes it if anything was moved or failed to. A group without cards fails alone, as
+    /// does one whose values would bring the file's growth beyond 64 MiB: the others' moves are written. A file that
+    /// can't be read or written stays as it was. A later update tries again what failed. Throws nothing.
     int update();
 
     /// Walks over the keys that there are at the beginning, so that `fn` may change the table.
@@ -74,5 +74,5 @@ private:
     std::vector<Move> movesOf(const std::string& key) const;
     int move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
     std::map<std::string, CardKeys> cardsByGroup() const;
-    bool moveAll();
+    void moveAll();
 };

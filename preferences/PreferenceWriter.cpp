@@ -202,3 +202,10 @@ bool PreferenceIO::reset()
     store->clear();
     return write();
 }
+
+size_t PreferenceIO::writtenSize(const std::string& value)
+{
+    std::string written;
+    TiXmlBase::EncodeString(value, &written);
+    return written.size();
+}

@@ -2,16 +2,41 @@
 
 #include <thread>
 
+namespace
+{
+
+/// A value of 0 takes the entry away.
+template <typename Value>
+void put(std::map<std::string, Value>& entries, const std::string& call, Value value)
+{
+    if (value == Value{})
+        entries.erase(call);
+    else
+        entries[call] = value;
+}
+
+/// What is told of the call by its narrowest name, or 0.
+template <typename Value>
+Value valueOf(const std::map<std::string, Value>& entries, const std::string& operation, const std::string& argument)
+{
+    for (const std::string& call : {operation + ":" + argument, operation})
+        if (const auto entry = entries.find(call); entry != entries.end())
+            return entry->second;
+    return {};
+}
+
+}
+
 void Faults::fail(const std::string& call, ResultCode code)
 {
     const std::lock_guard lock(mutex);
-    faults[call].code = code;
+    put(codes, call, code);
 }
 
 void Faults::slow(const std::string& call, std::chrono::nanoseconds time)
 {
     const std::lock_guard lock(mutex);
-    faults[call].delay = time;
+    put(delays, call, time);
 }
 
 void Faults::absent(const std::string& interface)
@@ -22,23 +47,17 @@ void Faults::absent(const std::string& interface)
 
 ResultCode Faults::answer(const std::string& operation, const std::string& argument) const
 {
-    const Fault fault = find(operation, argument);
-    if (fault.delay.count() > 0)
-        std::this_thread::sleep_for(fault.delay);
-    return fault.code;
+    std::unique_lock lock(mutex);
+    const ResultCode code = valueOf(codes, operation, argument);
+    const std::chrono::nanoseconds delay = valueOf(delays, operation, argument);
+    lock.unlock();
+    if (delay.count() > 0)
+        std::this_thread::sleep_for(delay);
+    return code;
 }
 
 bool Faults::isAbsent(const std::string& interface) const
 {
     const std::lock_guard lock(mutex);
     return absentInterfaces.contains(interface);
-}
-
-Faults::Fault Faults::find(const std::string& operation, const std::string& argument) const
-{
-    const std::lock_guard lock(mutex);
-    for (const std::string& call : {operation + ":" + argument, operation})
-        if (const auto entry = faults.find(call); entry != faults.end())
-            return entry->second;
-    return {};
 }

@@ -11,13 +11,13 @@
 /// How one simulated object misbehaves. May be told before the object is there. Safe from any thread.
 ///
 /// A call is named by its operation, or, to tell its uses apart, by operation and argument: "Subscribe" or
-/// "Subscribe:hwic". The narrower name goes first.
+/// "Subscribe:hwic". The narrower name goes first, for the code and for the time each by itself.
 class Faults
 {
 public:
-    /// The call has no effect and answers with the code; 0 ends the fault.
+    /// The call has no effect and answers with the code; 0 ends that.
     void fail(const std::string& call, ResultCode code);
-    /// The call takes this much longer.
+    /// The call takes this much longer; 0 ends that.
     void slow(const std::string& call, std::chrono::nanoseconds time);
     /// A query for the interface finds nothing.
     void absent(const std::string& interface);
@@ -27,15 +27,8 @@ public:
     bool isAbsent(const std::string& interface) const;
 
 private:
-    struct Fault
-    {
-        ResultCode code = S_OK;
-        std::chrono::nanoseconds delay{0};
-    };
-
-    Fault find(const std::string& operation, const std::string& argument) const;
-
     mutable std::mutex mutex;
-    std::map<std::string, Fault> faults;
+    std::map<std::string, ResultCode> codes;
+    std::map<std::string, std::chrono::nanoseconds> delays;
     std::set<std::string> absentInterfaces;
 };

@@ -22,10 +22,11 @@ public:
     /// The one that the library's factories serve. Its destructor, at the end of the process, ends its threads.
     static Simulator& instance();
 
-    /// Returns after the watcher has heard of the card. False if there is such a card already; null in find likewise.
+    /// Returns after the watcher has heard of the card. False if there is such a card already.
     bool plug(int64_t id, const std::optional<GroupPlace>& place = {});
     /// Returns after the watcher has let the card go. False if there is no such card.
     bool unplug(int64_t id);
+    /// Null if there is no such card.
     Card find(int64_t id) const;
     std::vector<int64_t> list() const;
     /// Faults and calls of a card, or of the library's own objects under the id "api".

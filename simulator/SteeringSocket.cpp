@@ -12,9 +12,14 @@
 SteeringSocket::SteeringSocket(Simulator& simulator, const std::string& path) : simulator(simulator), path(path)
 {
     const auto address = addressOf(path);
+    if (!address)
+    {
+        fprintf(stderr, "simulator: no socket at %s: the path is empty or too long\n", path.c_str());
+        return;
+    }
     listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     unlink(path.c_str());
-    if (!address || bind(listener, generic(*address), sizeof *address) != 0 || listen(listener, SOMAXCONN) != 0)
+    if (bind(listener, generic(*address), sizeof *address) != 0 || listen(listener, SOMAXCONN) != 0)
     {
         fprintf(stderr, "simulator: no socket at %s: %s\n", path.c_str(), strerror(errno));
         return;
@@ -26,7 +31,10 @@ SteeringSocket::~SteeringSocket()
 {
     shutdown(listener, SHUT_RDWR);
     if (acceptor.joinable())
+    {
         acceptor.join();
+        unlink(path.c_str());
+    }
     {
         const std::lock_guard lock(mutex);
         for (const Connection& connection : connections)
@@ -36,7 +44,6 @@ SteeringSocket::~SteeringSocket()
     for (Connection& connection : connections)
         connection.thread.join();
     close(listener);
-    unlink(path.c_str());
 }
 
 void SteeringSocket::accept()

@@ -7,8 +7,8 @@
 #include "simulator/Simulator.h"
 #include "simulator/SteeringSocket.h"
 
-// The symbols that make this a device library, and how a process that has opened it is steered: by three environment
-// variables, read when the first factory is called.
+// The symbols that make this a device library, and how a process that has opened it is steered: by environment
+// variables, read when the first factory is called and, for the report, when the process ends.
 
 namespace
 {
