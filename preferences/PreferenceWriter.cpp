@@ -20,8 +20,6 @@ namespace
 /// The finished file is everybody's, whatever the umask says.
 constexpr mode_t openToAll = 0666;
 
-constexpr size_t writtenAtOnce = 1 << 16;
-
 constexpr size_t groupWordLength = 5;
 
 const std::string idWord = "id";
@@ -158,7 +156,6 @@ public:
         if (!stream)
             return false;
         file.release();
-        static_cast<void>(setvbuf(stream, nullptr, _IOFBF, writtenAtOnce)); // only faster, never another file
         if (!document.SaveFile(stream) || fflush(stream) != 0 || fdatasync(fileno(stream)) != 0 ||
             rename(temporary.c_str(), path.c_str()) != 0)
             return false;

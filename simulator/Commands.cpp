@@ -1,41 +1,14 @@
 #include "simulator/Commands.h"
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 
+#include "simulator/CommandWords.h"
 #include "simulator/Simulator.h"
 
 namespace
 {
-
-using Words = std::vector<std::string>;
-
-/// Becomes the answer "error …".
-struct CommandError : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
-template <typename Number>
-Number number(std::string_view text, const char* what)
-{
-    Number value{};
-    const bool hexadecimal = text.starts_with("0x");
-    if (hexadecimal)
-        text.remove_prefix(2);
-    const auto [end, error] = std::from_chars(text.begin(), text.end(), value, hexadecimal ? 16 : 10);
-    if (error != std::errc() || end != text.end())
-        throw CommandError(std::string("not ") + what + ": " + std::string(text));
-    return value;
-}
-
-int64_t cardId(const std::string& text) { return number<int64_t>(text, "a card id"); }
-
-/// The library's own objects go under the id "api", next to the cards.
-std::string recordId(const std::string& text) { return text == "api" ? text : std::to_string(cardId(text)); }
 
 Simulator::Card cardOf(const Simulator& simulator, const std::string& text)
 {
@@ -43,47 +16,6 @@ Simulator::Card cardOf(const Simulator& simulator, const std::string& text)
     if (!card)
         throw CommandError("no card " + text);
     return card;
-}
-
-std::chrono::nanoseconds duration(std::string_view text)
-{
-    constexpr std::pair<std::string_view, std::chrono::nanoseconds> units[] = {
-        {"us", std::chrono::microseconds(1)}, {"ms", std::chrono::milliseconds(1)}, {"s", std::chrono::seconds(1)}};
-    for (const auto& [suffix, unit] : units)
-        if (text.ends_with(suffix))
-            return number<uint32_t>(text.substr(0, text.size() - suffix.size()), "a time") * unit;
-    throw CommandError("a time ends in us, ms or s: " + std::string(text));
-}
-
-std::vector<int64_t> cardIds(const std::string& text)
-{
-    std::vector<int64_t> ids;
-    std::istringstream parts(text);
-    for (std::string part; std::getline(parts, part, ',');)
-        ids.push_back(cardId(part));
-    return ids;
-}
-
-GroupPlace groupPlace(const Words& words)
-{
-    GroupPlace place;
-    for (auto word = words.begin() + 2; word != words.end(); ++word)
-    {
-        const size_t equals = word->find('=');
-        const std::string name = word->substr(0, equals);
-        const std::string value = equals == std::string::npos ? "" : word->substr(equals + 1);
-        const std::pair<std::string_view, int64_t*> numbers[] = {
-            {"group", &place.group}, {"of", &place.of}, {"order", &place.order}, {"peer", &place.peer}};
-        const auto* known =
-            std::find_if(std::begin(numbers), std::end(numbers), [&](const auto& row) { return row.first == name; });
-        if (known != std::end(numbers))
-            *known->second = number<int64_t>(value, "a number");
-        else if (name == "peers")
-            place.peers = cardIds(value);
-        else
-            throw CommandError("a place in a group is told by group, of, order, peer and peers: " + *word);
-    }
-    return place;
 }
 
 /// With any word on its place in a group the card is a group's member.
@@ -121,52 +53,6 @@ std::string hardware(Simulator& simulator, const Words& words)
     else
         card->raise(Topic::hwiC, value, static_cast<int64_t>(number<uint64_t>(words[3], "an extra value")));
     return {};
-}
-
-/// A name that nothing has would be a fault that never comes.
-const std::string& knownName(const std::string& text, const char* const* names, char separator)
-{
-    const std::string name = text.substr(0, text.find(separator));
-    for (; *names; ++names)
-        if (name == *names)
-            return text;
-    throw CommandError("unknown name " + text);
-}
-
-/// An operation, or operation:argument.
-const std::string& callName(const std::string& text)
-{
-    static constexpr const char* calls[] = {"CreateTessarigAPIInformationInstance",
-                                            "CreateTessarigDiscoveryInstance",
-                                            "InstallDeviceNotifications",
-                                            "QueryInterface",
-                                            "GetInt",
-                                            "HandleHardwareNotification",
-                                            "HandleHardwareNotificationEx",
-                                            "HardwareNotificationHandled",
-                                            "PersistState",
-                                            "PrepareDevice",
-                                            "PrepareGroup",
-                                            "Subscribe",
-                                            "Unsubscribe",
-                                            "Post",
-                                            "GetDevice",
-                                            "GetPeerIterator",
-                                            "Next",
-                                            nullptr};
-    return knownName(text, calls, ':');
-}
-
-/// An interface, or interface@configuration.
-const std::string& interfaceName(const std::string& text)
-{
-    static constexpr const char* interfaces[] = {
-        "ITessarigAttributes",       "ITessarigHardwareState", "ITessarigConfiguration", "ITessarigNotification",
-        "ITessarigTopicBroadcaster", "ITessarigGroupedDevice", "ITessarigPeerDevice",    nullptr};
-    const size_t at = text.find('@');
-    if (at != std::string::npos && text.substr(at) != "@configuration")
-        throw CommandError("unknown name " + text);
-    return knownName(text, interfaces, '@');
 }
 
 std::string fail(Simulator& simulator, const Words& words)
