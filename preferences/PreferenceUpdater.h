@@ -32,8 +32,8 @@ public:
     PreferenceUpdater& operator=(const PreferenceUpdater&) = delete;
 
     /// Reads the file, moves, and writes it if anything was moved or failed to. A group without cards fails alone, as
-    /// does one whose values would bring the file's growth beyond 64 MiB: the others' moves are written. A file that
-    /// can't be read or written stays as it was. A later update tries again what failed. Throws nothing.
+    /// does one that would bring what is copied beyond 64 MiB: the others' moves are written. A file that can't be read
+    /// or written stays as it was. A later update tries again what failed. Throws nothing.
     int update();
 
     /// Walks over the keys that there are at the beginning, so that `fn` may change the table.

@@ -93,7 +93,9 @@ ResultCode SimulatedCard::persist(const char* face)
 ResultCode SimulatedCard::Attributes::GetInt(uint32_t id, int64_t* value)
 {
     const ResultCode result = object.called(face, "GetInt", codeText(id));
-    if (result != S_OK || !object.place)
+    if (result != S_OK)
+        return result;
+    if (!object.place)
         return E_FAIL; // a plain card has none of the attributes that are asked for
     const std::pair<uint32_t, int64_t> attributes[] = {{Attribute::dgid, object.place->group},
                                                        {Attribute::nsbd, object.place->of},
