@@ -73,6 +73,7 @@ TEST_F(SupervisionTest, ADeviceThatLacksSomethingIsKeptAsFarAsItGoes)
           {"ITessarigNotification", "", 0, 1, 1},
           {"ITessarigTopicBroadcaster", "", 3, 1, 0},
           {"ITessarigAttributes", "", 3, 1, 1},
+          {"", "Subscribe", 1, 1, 1},
           {"", "Subscribe:hwic", 1, 1, 1},
           {"", "Subscribe:hwiC", 2, 1, 1},
           {"", "Subscribe:setd", 3, 1, 1},
@@ -81,6 +82,8 @@ TEST_F(SupervisionTest, ADeviceThatLacksSomethingIsKeptAsFarAsItGoes)
     {
         SCOPED_TRACE(std::string(absent) + failing);
         faults(17).absent(absent);
+        for (const ResultCode code : {E_FAIL, S_OK})
+            faults(17).fail("Subscribe:hwic", code); // has ended, so it doesn't stand before "Subscribe"
         faults(17).fail(failing, 5);
         plugged(17);
         ASSERT_EQ(helper->listeners.size(), 1U);
