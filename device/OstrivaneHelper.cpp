@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "device/Tracepoints.h"
 #include "deviceapi/Contained.h"
 #include "preferences/PreferenceUpdater.h"
 
@@ -43,7 +44,8 @@ void OstrivaneHelper::start()
     if (!preferenceMutex.open(true))
         return;
     auto updater = std::make_unique<PreferenceUpdater>(false);
-    static_cast<void>(updater->update()); // a file that stays as it was is no reason not to start
+    [[maybe_unused]] const int migration = updater->update(); // a file that stays as it was is no reason not to start
+    TRACE(migration_end, migration, updater->changedCount, updater->failedCount);
     notifier.start([this](const COMPtr<ITessarig>& device) { deviceArrived(device); },
                    [this](const COMPtr<ITessarig>& device) { deviceRemoved(device); });
     updater.reset();
@@ -54,6 +56,7 @@ void OstrivaneHelper::deviceArrived(const COMPtr<ITessarig>& device)
 {
     if (!device)
         return; // it gave no reference, or was none
+    TRACE(device_arrived, device.ptr);
     const COMPtr<ITessarigGroupedDevice> member(device, IID_ITessarigGroupedDevice);
     if (member)
         gather(device);
@@ -63,6 +66,7 @@ void OstrivaneHelper::deviceArrived(const COMPtr<ITessarig>& device)
 
 void OstrivaneHelper::deviceRemoved(const COMPtr<ITessarig>& device)
 {
+    TRACE(device_removed, device.ptr);
     const bool ended = endListenerOf(device);
 
     const COMPtr<ITessarigAttributes> attributes(device, IID_ITessarigAttributes);
@@ -123,6 +127,7 @@ void OstrivaneHelper::gather(const COMPtr<ITessarig>& device)
     gathered.splice(gathered.end(), arrived);
     if (gathered.size() < memberCount)
         return;
+    TRACE(group_complete, groupId, gathered.size());
     DeviceList members = std::move(gathered);
     gatheredDevices.erase(groupId);
     joinGroupThread(groupId);

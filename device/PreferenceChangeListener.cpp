@@ -4,6 +4,7 @@
 
 #include <chrono>
 
+#include "device/Tracepoints.h"
 #include "deviceapi/Contained.h"
 
 namespace
@@ -75,6 +76,7 @@ int64_t PreferenceChangeListener::Release()
 
 ResultCode PreferenceChangeListener::Notify(uint32_t topic, int64_t param1, int64_t param2)
 {
+    TRACE(notification, device.ptr, topic);
     if (topic == Topic::setd)
         requestSave();
     else if ((topic == Topic::hwic || topic == Topic::hwiC) && hardwareState)
@@ -84,8 +86,8 @@ ResultCode PreferenceChangeListener::Notify(uint32_t topic, int64_t param1, int6
 
 void PreferenceChangeListener::requestSave()
 {
-    // Signalled under the lock: the wait has no predicate, so a signal that came late, after the worker has seen `dirty`
-    // and saved, would be taken for another request.
+    // Signalled under the lock: the wait has no predicate, so a signal that came late, after the worker has seen
+    // `dirty` and saved, would be taken for another request.
     const std::lock_guard lock(mutex);
     dirty = true;
     wakeup.notify_one();
@@ -108,6 +110,7 @@ void PreferenceChangeListener::workerLoop()
     {
         const Opener opener{listening};
         static_cast<void>(startListening()); // a device that lacks something is kept, and idle
+        TRACE(listener_ready, device.ptr, stepsTaken);
     }
 
     std::unique_lock lock(mutex);
@@ -132,6 +135,7 @@ ResultCode PreferenceChangeListener::startListening()
     const COMPtr<ITessarigHardwareState> deviceState(device, IID_ITessarigHardwareState);
     if (!deviceState)
         return E_FAIL;
+    ++stepsTaken;
     contained([&] { static_cast<void>(deviceState->PrepareDevice()); });
     static_cast<void>(subscribe());
     return S_OK;
@@ -142,17 +146,23 @@ bool PreferenceChangeListener::subscribe()
     query(device, IID_ITessarigConfiguration, &configuration);
     if (!configuration)
         return false;
+    ++stepsTaken;
     query(configuration, IID_ITessarigHardwareState, &hardwareState);
     if (!hardwareState)
         return false;
+    ++stepsTaken;
     query(device, IID_ITessarigNotification, &notification);
     if (!notification)
         return false;
+    ++stepsTaken;
 
     // Settings changes come last: when the first save can be asked for, all else stands.
     for (const uint32_t topic : {Topic::hwic, Topic::hwiC, Topic::setd})
+    {
         if (contained([&] { return notification->Subscribe(topic, this); }, E_FAIL) != S_OK)
             return false;
+        ++stepsTaken;
+    }
     return true;
 }
 
@@ -160,12 +170,19 @@ void PreferenceChangeListener::save()
 {
     if (!hardwareState)
         return; // a chance wake-up on a device that never got into listening
+    TRACE(save_begin, device.ptr);
+    [[maybe_unused]] ResultCode result;
     {
         const std::lock_guard lock(*preferenceMutex);
-        contained([this] { static_cast<void>(hardwareState->PersistState()); });
+        TRACE(save_locked, device.ptr);
+        result = contained([this] { return hardwareState->PersistState(); }, E_FAIL);
     }
+    TRACE(save_end, device.ptr, result);
 
     COMPtr<ITessarigTopicBroadcaster> broadcaster;
     if (query(device, IID_ITessarigTopicBroadcaster, &broadcaster) == S_OK && broadcaster)
-        contained([&] { static_cast<void>(broadcaster->Post(Topic::pref, 0, 0)); });
+        result = contained([&] { return broadcaster->Post(Topic::pref, 0, 0); }, E_FAIL);
+    else
+        result = E_NOINTERFACE;
+    TRACE(post, device.ptr, result);
 }

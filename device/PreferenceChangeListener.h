@@ -61,6 +61,7 @@ public:
     std::condition_variable wakeup;
     SharedPreferenceMutex* preferenceMutex;
     std::latch listening{1}; ///< Open once startListening has ended, however it ended.
+    int stepsTaken = 0;      ///< Of startListening's seven, as the tracepoint tells them. The worker's alone.
 
 private:
     void workerLoop();
