@@ -16,9 +16,14 @@ constexpr size_t longestWalk = 16;
 
 std::string_view wordAt(const char* at) { return {at, strcspn(at, " \t\n<>")}; }
 
-Loss lossOf(const TiXmlNode& node)
+/// What stands in its first line.
+std::string_view commentAt(const char* at)
 {
-    return node.ToComment() ? Loss::Comment : node.ToText() ? Loss::Text : Loss::Markup;
+    constexpr size_t mark = 4; // <!--
+    at += mark + strspn(at + mark, " \t\n");
+    const std::string_view line(at, strcspn(at, "\n"));
+    const std::string_view comment = line.substr(0, line.find("-->"));
+    return comment.substr(0, comment.find_last_not_of(" \t") + 1);
 }
 
 }
@@ -86,8 +91,10 @@ void ElementWalk::readMarkup()
     position = node->Parse(start, nullptr, encoding);
     if (node->ToDeclaration() && open.empty() && !declared)
         declare(start, *node->ToDeclaration());
+    else if (node->ToComment())
+        pass(Loss::Comment, start, commentAt(start));
     else
-        pass(lossOf(*node), start, wordAt(start + 1));
+        pass(node->ToText() ? Loss::Text : Loss::Markup, start, wordAt(start + 1));
     if (position)
         return;
     if (!open.empty())
