@@ -16,14 +16,15 @@ constexpr size_t longestWalk = 16;
 
 std::string_view wordAt(const char* at) { return {at, strcspn(at, " \t\n<>")}; }
 
-/// What stands in its first line.
+/// What stands at the beginning of its first line.
 std::string_view commentAt(const char* at)
 {
-    constexpr size_t mark = 4; // <!--
-    at += mark + strspn(at + mark, " \t\n");
-    const std::string_view line(at, strcspn(at, "\n"));
-    const std::string_view comment = line.substr(0, line.find("-->"));
-    return comment.substr(0, comment.find_last_not_of(" \t") + 1);
+    constexpr const char* space = " \t\n";
+    constexpr size_t longest = 64; // a look at whole lines could take long, as a line may hold many comments
+    const std::string_view all(at, strnlen(at, longest));
+    const std::string_view text = all.substr(std::min(all.find_first_not_of(space, strlen("<!--")), all.size()));
+    const std::string_view line = text.substr(0, std::min(text.find('\n'), text.find("-->")));
+    return line.substr(0, line.find_last_not_of(space) + 1);
 }
 
 }
