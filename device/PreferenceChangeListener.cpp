@@ -84,8 +84,8 @@ ResultCode PreferenceChangeListener::Notify(uint32_t topic, int64_t param1, int6
 
 void PreferenceChangeListener::requestSave()
 {
-    // Signalled under the lock: the wait has no predicate, so a signal that came late, after the worker has seen `dirty`
-    // and saved, would be taken for another request.
+    // Signalled under the lock: the wait has no predicate, so a signal that came late, after the worker has seen
+    // `dirty` and saved, would be taken for another request.
     const std::lock_guard lock(mutex);
     dirty = true;
     wakeup.notify_one();

@@ -1,5 +1,35 @@
+#include <cstdlib>
+#include <new>
+
 #include "preferences/PreferenceUpdater.h"
 #include "tests/PreferenceTest.h"
+
+/// How many allocations are left to the calling thread until one fails; negative lets all succeed.
+static thread_local int allocationsLeft = -1;
+
+[[gnu::noinline]] void* operator new(size_t size)
+{
+    void* memory = allocationsLeft == 0 ? nullptr : malloc(size);
+    allocationsLeft -= allocationsLeft >= 0;
+    return memory ? memory : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { free(memory); }
+
+/// Makes the call with its allocation of this number failing. False if it makes fewer.
+template <typename Call>
+static bool failsAt(int allocation, Call call)
+{
+    allocationsLeft = allocation;
+    try
+    {
+        call();
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
+    return std::exchange(allocationsLeft, -1) < 0;
+}
 
 class PreferenceStoreTest : public PreferenceTest
 {
@@ -114,6 +144,37 @@ TEST_F(PreferenceStoreTest, AnUpdateMovesSixAttributesFromGroupsToTheirCards)
     }
 }
 
+TEST_F(PreferenceStoreTest, WithoutMemoryNothingChanges)
+{
+    PreferenceStore store(true);
+    std::string expected = "group16[NetOutputVideoPort=1]";
+    store.set("group16", "NetOutputVideoPort", std::string("1"));
+    const std::string key = "17, and more than fits without an allocation";
+    for (int number = 0; number < 70; ++number) // of which each half is found in its own way
+    {
+        const std::string name = std::to_string(number % 35) + std::string(number / 35 * 20, '+');
+        const std::string before = tableOf(store);
+        for (int left = 0; failsAt(left, [&] { store.set(key, name, name); }); ++left)
+        {
+            ASSERT_EQ(tableOf(store), before) << number << " " << left;
+            ASSERT_FALSE(store.has(key, name));
+        }
+        expected += (number == 0 ? " " + key + "[" : ",") + name + "=" + name;
+        ASSERT_EQ(tableOf(store), expected + "]");
+        ASSERT_TRUE(store.has(key, name));
+    }
+    ASSERT_TRUE(store.write());
+    const std::string original = contents(path);
+    PreferenceUpdater updater(true);
+    int result = 0;
+    for (int left = 0; failsAt(left, [&] { result = updater.update(); }); ++left)
+    {
+        ASSERT_EQ(std::exchange(result, 0), 2) << left;
+        ASSERT_EQ(contents(path), original) << left;
+    }
+    EXPECT_EQ(result, 1);
+}
+
 TEST_F(PreferenceStoreTest, AnUpdaterMovesWithinItsTableAndReloads)
 {
     PreferenceUpdater updater(true);
@@ -129,6 +190,20 @@ TEST_F(PreferenceStoreTest, AnUpdaterMovesWithinItsTableAndReloads)
     EXPECT_TRUE(updater.getAttribute("31", "Mode", value) && value == PreferenceValue(5L));
     updater.removeAttribute("31", "Mode");
     updater.removeKey("10");
+    updater.setAttribute("group16", "Old", true);
+    EXPECT_EQ(updater.moveAttributeToCards("group16", "Old", "New"), 1);
+    EXPECT_EQ(tableOf(*updater.store), "group16[] 17[a=long 1,Mode=long 5,New=bool true] 31[a=long 1,New=bool true] "
+                                       "18[a=long 1,Mode=long 5,New=bool true]");
+    std::string keys;
+    updater.forEachKey(
+        [&](const std::string& key)
+        {
+            keys += key + " ";
+            updater.removeAttribute(key, "New");
+            updater.setAttribute(key + key, "b", true);
+            updater.removeKey(key + key);
+        });
+    EXPECT_EQ(keys, "group16 17 31 18 ");
     EXPECT_TRUE(updater.save() && updater.reload());
     EXPECT_EQ(tableOf(*updater.store), "17[a=1,Mode=5] 31[a=1] 18[a=1,Mode=5]"); // the group had nothing left
     std::filesystem::remove(path);
