@@ -5,9 +5,10 @@
 
 /// Holds one reference to an object of the device library, or nothing.
 ///
-/// What AddRef throws leaves the pointer empty, as does a query that throws. What Release throws ends the process: nobody
-/// can tell what is left of the object. A plain value without a lock: one COMPtr is used by one thread at a time, or shared read-only. Distinct COMPtrs to
-/// one object may be used on distinct threads. Two are equal if they point to the same object, whatever their `iid`.
+/// What AddRef throws leaves the pointer empty, as does a query that throws. What Release throws ends the process:
+/// nobody can tell what is left of the object. A plain value without a lock: one COMPtr is used by one thread at a
+/// time, or shared read-only. Distinct COMPtrs to one object may be used on distinct threads. Two are equal if they
+/// point to the same object, whatever their `iid`.
 template <typename T>
 class COMPtr
 {
@@ -79,5 +80,8 @@ public:
     friend bool operator==(const COMPtr& left, const COMPtr& right) { return left.ptr == right.ptr; }
 
 private:
-    static T* share(T* p) { return p && contained([&] { return p->AddRef(), true; }, false) ? p : nullptr; }
+    static T* share(T* p)
+    {
+        return p && contained([&] { return p->AddRef(), true; }, false) ? p : nullptr;
+    }
 };

@@ -29,7 +29,7 @@ std::invoke_result_t<Call> contained(Call call, std::type_identity_t<std::invoke
 
 /// The same for a step without a result. What throws loses the rest of the step, nothing more.
 template <typename Step>
-    requires std::is_void_v<std::invoke_result_t<Step>>
+requires std::is_void_v<std::invoke_result_t<Step>>
 void contained(Step step)
 {
     static_cast<void>(contained([&] { return (step(), true); }, false));

@@ -1,5 +1,36 @@
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
 #include "preferences/PreferenceUpdater.h"
 #include "tests/PreferenceTest.h"
+
+/// How many allocations are left to the calling thread until one fails; negative lets all succeed.
+static thread_local int allocationsLeft = -1;
+
+[[gnu::noinline]] void* operator new(size_t size)
+{
+    void* memory = allocationsLeft == 0 ? nullptr : malloc(size);
+    allocationsLeft -= allocationsLeft >= 0;
+    return memory ? memory : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { free(memory); }
+
+/// Makes the call with its allocation of this number failing. False if it makes fewer.
+template <typename Call>
+static bool failsAt(int allocation, Call call)
+{
+    allocationsLeft = allocation;
+    try
+    {
+        call();
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
+    return std::exchange(allocationsLeft, -1) < 0;
+}
 
 class PreferenceStoreTest : public PreferenceTest
 {
@@ -111,7 +142,46 @@ TEST_F(PreferenceStoreTest, AnUpdateMovesSixAttributesFromGroupsToTheirCards)
         EXPECT_EQ(updater.update(), moved == 2 ? 1 : 2);
         EXPECT_EQ(updater.changedCount, moved);
         EXPECT_EQ(updater.store->has("32", "NetOutputVideoPort_0"), cards != 1024 || moved == 2);
+        PreferenceUpdater::GroupMoves groups;
+        ASSERT_TRUE(store.write());
+        PreferenceUpdater ahead(path);
+        EXPECT_TRUE(ahead.store->read() && ahead.migrate(&groups) != 0);
+        using GroupMove = PreferenceUpdater::GroupMove;
+        EXPECT_EQ(std::count_if(groups.begin(), groups.end(),
+                                [](const GroupMove& group) { return group.outcome == GroupMove::BeyondBound; }),
+                  2 - moved);
     }
+}
+
+TEST_F(PreferenceStoreTest, WithoutMemoryNothingChanges)
+{
+    PreferenceStore store(true);
+    std::string expected = "group16[NetOutputVideoPort=1]";
+    store.set("group16", "NetOutputVideoPort", std::string("1"));
+    const std::string key = "17, and more than fits without an allocation";
+    for (int number = 0; number < 70; ++number) // of which each half is found in its own way
+    {
+        const std::string name = std::to_string(number % 35) + std::string(number / 35 * 20, '+');
+        const std::string before = tableOf(store);
+        for (int left = 0; failsAt(left, [&] { store.set(key, name, name); }); ++left)
+        {
+            ASSERT_EQ(tableOf(store), before) << number << " " << left;
+            ASSERT_FALSE(store.has(key, name));
+        }
+        expected += (number == 0 ? " " + key + "[" : ",") + name + "=" + name;
+        ASSERT_EQ(tableOf(store), expected + "]");
+        ASSERT_TRUE(store.has(key, name));
+    }
+    ASSERT_TRUE(store.write());
+    const std::string original = contents(path);
+    PreferenceUpdater updater(true);
+    int result = 0;
+    for (int left = 0; failsAt(left, [&] { result = updater.update(); }); ++left)
+    {
+        ASSERT_EQ(std::exchange(result, 0), 2) << left;
+        ASSERT_EQ(contents(path), original) << left;
+    }
+    EXPECT_EQ(result, 1);
 }
 
 TEST_F(PreferenceStoreTest, AnUpdaterMovesWithinItsTableAndReloads)
@@ -129,9 +199,45 @@ TEST_F(PreferenceStoreTest, AnUpdaterMovesWithinItsTableAndReloads)
     EXPECT_TRUE(updater.getAttribute("31", "Mode", value) && value == PreferenceValue(5L));
     updater.removeAttribute("31", "Mode");
     updater.removeKey("10");
+    updater.setAttribute("group16", "Old", true);
+    EXPECT_EQ(updater.moveAttributeToCards("group16", "Old", "New"), 1);
+    EXPECT_EQ(tableOf(*updater.store), "group16[] 17[a=long 1,Mode=long 5,New=bool true] 31[a=long 1,New=bool true] "
+                                       "18[a=long 1,Mode=long 5,New=bool true]");
+    std::string keys;
+    updater.forEachKey(
+        [&](const std::string& key)
+        {
+            keys += key + " ";
+            updater.removeAttribute(key, "New");
+            updater.setAttribute(key + key, "b", true);
+            updater.removeKey(key + key);
+        });
+    EXPECT_EQ(keys, "group16 17 31 18 ");
     EXPECT_TRUE(updater.save() && updater.reload());
     EXPECT_EQ(tableOf(*updater.store), "17[a=1,Mode=5] 31[a=1] 18[a=1,Mode=5]"); // the group had nothing left
     std::filesystem::remove(path);
     EXPECT_FALSE(updater.reload());
     EXPECT_EQ(tableOf(*updater.store), "");
+}
+
+TEST_F(PreferenceStoreTest, AnUpdaterTellsWhatAnUpdateWouldDo)
+{
+    const std::string entry = "<group id='16'><attribute name='NetOutputVideoPort' value='1'/>"
+                              "<attribute name='Mode' value='2'/></group>";
+    const std::string text =
+        document(entry + "<group id='32'><attribute name='NetOutputAudioPort' value='3'/></group>" +
+                 "<card id='17'><attribute name='a' value='4'/></card>");
+    put(text);
+    PreferenceUpdater updater(path);
+    ASSERT_TRUE(updater.store->read());
+    PreferenceUpdater::GroupMoves groups;
+    EXPECT_EQ(updater.migrate(&groups), 2);
+    EXPECT_EQ(tableOf(*updater.store), "group16[Mode=2] group32[NetOutputAudioPort=3] 17[a=4,NetOutputVideoPort_0=1]");
+    EXPECT_EQ(contents(path), text);
+    ASSERT_EQ(groups.size(), 2U);
+    EXPECT_EQ(groups[0].group, "group16");
+    EXPECT_EQ(groups[0].outcome, PreferenceUpdater::GroupMove::Done);
+    EXPECT_EQ(groups[0].names, std::vector<std::string>{"NetOutputVideoPort"});
+    EXPECT_EQ(groups[0].cards, 1U);
+    EXPECT_EQ(groups[1].outcome, PreferenceUpdater::GroupMove::NoCards);
 }

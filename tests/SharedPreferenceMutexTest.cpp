@@ -1,5 +1,7 @@
 #include <sys/resource.h>
 
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include "preferences/SharedPreferenceMutex.h"
@@ -37,13 +39,28 @@ TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcessesAndReplacesWhat
         ASSERT_TRUE(mutex.open(true));
         EXPECT_EQ(modeOf(segmentPath), 0666U);
         EXPECT_EQ(contents(segmentPath).size(), 40U);
-        mutex.lock();
+        EXPECT_TRUE(mutex.isReady());
+        EXPECT_EQ(mutex.holder(), 0);
+        const auto soon = [] { return std::chrono::steady_clock::now() + std::chrono::milliseconds(50); };
+        EXPECT_TRUE(mutex.lockUntil(soon()));
         mutex.lock();
         mutex.unlock();
+        EXPECT_EQ(mutex.holder(), getpid());
         EXPECT_EQ(tryElsewhere(), EBUSY);
+        std::thread(
+            [&]
+            {
+                const auto deadline = soon();
+                EXPECT_FALSE(mutex.lockUntil(deadline));
+                EXPECT_GE(std::chrono::steady_clock::now(), deadline);
+            })
+            .join();
         mutex.unlock();
+        EXPECT_EQ(mutex.holder(), 0);
         EXPECT_EQ(tryElsewhere(), 0);
         EXPECT_EQ(tryElsewhere(), 0); // the name stays when one that attached goes
+        pthread_mutex_destroy(mutex.segment);
+        EXPECT_FALSE(mutex.isReady());
     }
     EXPECT_EQ(modeOf(segmentPath), 0U);
 
@@ -71,6 +88,8 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
     const auto nothing = [] {};
     const auto unsized = [] { std::ofstream(segmentPath) << "short"; };
     const auto folder = [] { static_cast<void>(mkdir(segmentPath, 0777)); };
+    const auto noMemory = []
+    { EXPECT_EQ(std::system("mount -o remount,size=4k /dev/shm && head -c 4096 /dev/zero >/dev/shm/full"), 0); };
     const auto noSpace = []
     {
         signal(SIGXFSZ, SIG_IGN);
@@ -81,6 +100,7 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
     for (const auto& [what, create, prepare, nameLeft] : {Row{"nothing", false, nothing, false},
                                                           {"not sized yet", false, unsized, true},
                                                           {"a folder", true, folder, true},
+                                                          {"no memory", true, noMemory, false},
                                                           {"no space", true, noSpace, false}})
     {
         const auto attempt = [create = create, prepare = prepare]
@@ -90,10 +110,18 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
             const bool closed = !mutex.open(create) && !mutex.segment && !mutex.owner;
             mutex.lock(); // goes on without
             mutex.unlock();
-            return closed ? 0 : 1;
+            return closed && !mutex.isReady() && !mutex.lockUntil({}) && mutex.holder() == 0 ? 0 : 1;
         };
         EXPECT_EQ(inAnotherProcess(attempt), 0) << what;
         EXPECT_EQ(modeOf(segmentPath) != 0, nameLeft) << what;
         remove(segmentPath);
     }
+    EXPECT_EQ(std::system("rm /dev/shm/full && mount -o remount,size=50% /dev/shm"), 0);
+
+    // One that attaches while the creator is at work finds the name and the size, and no mutex yet.
+    std::ofstream(segmentPath) << std::string(40, '\0');
+    SharedPreferenceMutex early;
+    EXPECT_TRUE(early.open(false));
+    EXPECT_FALSE(early.isReady());
+    remove(segmentPath);
 }
