@@ -9,6 +9,9 @@
 
 #include "preferences/ReportWriter.h"
 
+inline namespace ostrivane
+{
+
 /// One pass over a text that moves on as the XML parser's document does, and refuses what that one refuses, but makes
 /// no tree. Elements are walked here, with a stack of those that are open; all else is read by the parser's own pieces.
 /// Who derives from it is told of the elements and their attributes.
@@ -86,3 +89,5 @@ private:
     TiXmlAttribute parsed;
     Names names;
 };
+
+}

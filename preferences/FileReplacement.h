@@ -4,6 +4,9 @@
 
 #include "preferences/Owner.h"
 
+inline namespace ostrivane
+{
+
 /// New content on its way into the place of a file. At any moment the file at the path is the old one or the new one,
 /// whole: the content goes to a file of its own, onto the disk, and is renamed into place by commit(). Destroyed
 /// without that, it leaves the old file and nothing beside it.
@@ -37,3 +40,5 @@ private:
     Stream content;
     bool pending = false; ///< The temporary file is there and not yet in place.
 };
+
+}

@@ -5,6 +5,9 @@
 
 #include <unistd.h>
 
+inline namespace ostrivane
+{
+
 /// Owns a handle of the system, or `none`, and closes it. Moves, and does not copy.
 template <typename Handle, auto none, auto closer>
 class Owner
@@ -39,3 +42,5 @@ using Descriptor = Owner<int, -1, ::close>;
 
 /// A stream of the C library, with the descriptor under it.
 using Stream = Owner<std::FILE*, nullptr, std::fclose>;
+
+}

@@ -4,6 +4,9 @@
 
 #include "preferences/ReadReport.h"
 
+inline namespace ostrivane
+{
+
 class PreferenceStore;
 
 /// Carries the table of a store to and from its preference file, and knows the rules of its keys. Belongs to the store
@@ -44,3 +47,5 @@ public:
     const std::string path;
     PreferenceStore* const store;
 };
+
+}

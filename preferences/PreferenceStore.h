@@ -10,6 +10,9 @@
 
 #include <boost/variant2/variant.hpp>
 
+inline namespace ostrivane
+{
+
 class PreferenceIO;
 struct ReadReport;
 
@@ -97,3 +100,5 @@ private:
     Index index;             ///< Ordered, as whoever writes the file could choose keys of one hash.
     Place* latest = nullptr; ///< That of the last set(), as one key's attributes are set in a row.
 };
+
+}

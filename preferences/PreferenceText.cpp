@@ -178,7 +178,7 @@ private:
 
 }
 
-bool readPreferences(std::string text, PreferenceStore& store, ReadReport* report)
+bool ostrivane::readPreferences(std::string text, PreferenceStore& store, ReadReport* report)
 {
     const size_t end = std::min(text.find('\0'), text.size());
     const bool cutOff = end < text.size();

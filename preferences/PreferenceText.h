@@ -4,6 +4,9 @@
 
 #include "preferences/ReadReport.h"
 
+inline namespace ostrivane
+{
+
 class PreferenceStore;
 
 /// Turns a preference file's text, any bytes, into a table: true if the text is accepted, and then `store` has what it
@@ -14,3 +17,5 @@ class PreferenceStore;
 /// depth and with any number of attributes. Time and memory grow with the text, whatever it holds. Throws
 /// std::bad_alloc, and then the table is as it was.
 bool readPreferences(std::string text, PreferenceStore& store, ReadReport* report = nullptr);
+
+}

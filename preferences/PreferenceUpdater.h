@@ -9,6 +9,9 @@
 
 #include "preferences/PreferenceStore.h"
 
+inline namespace ostrivane
+{
+
 /// Moves settings that a preference file holds for a group of cards down to each card of the group.
 ///
 /// Six attributes of network output once belonged to groups; update() gives them to the cards under new names. A file
@@ -101,3 +104,5 @@ private:
     GroupMove moveGroup(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards, size_t& room);
     std::map<std::string, CardKeys> cardsByGroup() const;
 };
+
+}

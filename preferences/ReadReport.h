@@ -4,6 +4,9 @@
 #include <string>
 #include <vector>
 
+inline namespace ostrivane
+{
+
 /// A place in a text. Lines and columns count from 1, columns in bytes. A carriage return with or without a line feed
 /// ends a line, as a line feed does. Both are 0 where no place applies.
 struct TextPlace
@@ -53,3 +56,5 @@ struct ReadReport
 
 /// A kind in words, such as "comment" or "entry without an id".
 const char* nameOf(Loss kind);
+
+}

@@ -47,7 +47,7 @@ Descriptor openRegularFile(const char* path, struct stat& status)
 
 }
 
-std::optional<std::string> readRegularFile(const std::string& path)
+std::optional<std::string> ostrivane::readRegularFile(const std::string& path)
 {
     struct stat status = {};
     const Descriptor file = openRegularFile(path.c_str(), status);

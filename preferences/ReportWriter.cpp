@@ -17,7 +17,7 @@ std::string shortened(std::string_view name)
 
 }
 
-const char* nameOf(Loss kind)
+const char* ostrivane::nameOf(Loss kind)
 {
     switch (kind)
     {

@@ -7,6 +7,9 @@
 
 #include "preferences/ReadReport.h"
 
+inline namespace ostrivane
+{
+
 /// Fills in a report on the reading of one text, if there is one to fill in: else nothing costs more than a look.
 class ReportWriter
 {
@@ -38,3 +41,5 @@ private:
     const char* line;    ///< Where the last of them begins.
     size_t lines = 1;
 };
+
+}

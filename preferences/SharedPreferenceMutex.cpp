@@ -7,6 +7,8 @@
 
 #include <cerrno>
 
+#include "preferences/Owner.h"
+
 namespace
 {
 
@@ -17,6 +19,9 @@ static_assert(sizeof(pthread_mutex_t) == segmentSize, "the segment's format is t
 constexpr int creationRounds = 16;
 
 constexpr mode_t openToAll = 0666;
+
+/// What a process-shared, recursive mutex has for its kind, if it is neither robust nor of a protocol.
+constexpr int sharedRecursiveKind = PTHREAD_MUTEX_RECURSIVE | 128;
 
 /// Without memory behind the segment the first touch would end this process by SIGBUS, and any user can fill the file
 /// system.
@@ -63,9 +68,8 @@ bool SharedPreferenceMutex::open(bool create)
 
 bool SharedPreferenceMutex::isReady() const
 {
-    // The threads library sets the kind last of all. It is never 0 for a recursive or shared mutex, and negative for
-    // one that was destroyed.
-    return segment && __atomic_load_n(&segment->__data.__kind, __ATOMIC_ACQUIRE) > 0;
+    // The threads library sets the kind last of all, and to -1 when the mutex is destroyed.
+    return segment && __atomic_load_n(&segment->__data.__kind, __ATOMIC_ACQUIRE) == sharedRecursiveKind;
 }
 
 void SharedPreferenceMutex::lock()
@@ -87,6 +91,15 @@ bool SharedPreferenceMutex::lockUntil(std::chrono::steady_clock::time_point dead
     const auto whole = floor<seconds>(since);
     const timespec time = {whole.count(), duration_cast<nanoseconds>(since - whole).count()};
     return segment && pthread_mutex_clocklock(segment, CLOCK_MONOTONIC, &time) == 0;
+}
+
+bool SharedPreferenceMutex::isCurrent() const
+{
+    const Descriptor named(segment ? shm_open(name, O_RDONLY, 0) : -1);
+    struct stat ours = {};
+    struct stat theirs = {};
+    return named && fstat(fd, &ours) == 0 && fstat(named.get(), &theirs) == 0 && ours.st_ino == theirs.st_ino &&
+           ours.st_dev == theirs.st_dev;
 }
 
 pid_t SharedPreferenceMutex::holder() const

@@ -5,6 +5,9 @@
 
 #include <chrono>
 
+inline namespace ostrivane
+{
+
 /// A recursive mutex that every program saving preferences on this machine shares, in a named shared memory segment.
 ///
 /// The segment is a contract between processes: 40 bytes that hold one process-shared, recursive, non-robust
@@ -27,9 +30,9 @@ public:
     /// held then, and lock() and unlock() do nothing. Called once.
     bool open(bool create);
 
-    /// Whether the creator has made the mutex and not destroyed it yet. In between the name is there and the mutex is
-    /// not: whoever locked it then would be alone with it. False as well without a segment. Looks once, waits for
-    /// nothing.
+    /// Whether the segment holds the mutex that a daemon makes. While its creator makes or destroys it the name is
+    /// there and the mutex is not: whoever locked it then would be alone with it. False as well without a segment, and
+    /// for bytes that are no such mutex. Looks once, waits for nothing.
     bool isReady() const;
 
     /// Waits for whoever holds the mutex, in this or another process. The holding thread may lock again.
@@ -39,6 +42,10 @@ public:
     /// As lock(), but waits until the deadline at the most. True if the caller holds the mutex now and has to unlock
     /// it; false at the deadline, and at once without a segment or if the mutex can't be locked at all.
     bool lockUntil(std::chrono::steady_clock::time_point deadline);
+
+    /// Whether the name still leads to this segment. A daemon that is started anew puts another one in its place; who
+    /// waited meanwhile then holds a mutex that excludes nobody.
+    bool isCurrent() const;
 
     /// The thread that holds the mutex, by the kernel's id as its process sees it; 0 if none does or there is no
     /// segment. One look: it may be out of date on return, and names the dead if a thread died holding the mutex.
@@ -54,3 +61,5 @@ private:
     bool mapSegment(bool create);
     bool initialiseMutex();
 };
+
+}

@@ -2,6 +2,9 @@
 
 #include "settings/NameTable.h"
 
+inline namespace ostrivane
+{
+
 // Audio connections in two vocabularies whose numbers differ: "Analog" is 2 in the full one and 0 in the basic one.
 // Plain functions of their arguments: any thread may call them.
 
@@ -18,3 +21,5 @@ constexpr uint32_t audioConnectionFromName(const char* name) { return audioConne
 constexpr const char* basicAudioConnectionName(uint32_t number) { return basicAudioConnections.name(number); }
 
 constexpr uint32_t basicAudioConnectionFromName(const char* name) { return basicAudioConnections.number(name); }
+
+}

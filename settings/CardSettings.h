@@ -2,6 +2,9 @@
 
 #include "settings/VideoConnections.h"
 
+inline namespace ostrivane
+{
+
 /// Settings of a card, as far as it depends on them whether they go together.
 struct CardSettings
 {
@@ -19,4 +22,6 @@ constexpr bool isConfigurationAllowed(const CardSettings* settings, uint64_t gat
     const bool analogRefused = (connectionFlags & 0x18) != 0;
     return configurable && !(hardwareRefused && settings->conversionMode > 1000) &&
            !(analogRefused && isCompositeOrSVideo(settings->videoConnection));
+}
+
 }

@@ -2,6 +2,9 @@
 
 #include "settings/NameTable.h"
 
+inline namespace ostrivane
+{
+
 // Conversion modes: 0 to 4 are done without hardware, from 1001 on by the card's own converters. Plain functions of
 // their arguments: any thread may call them.
 
@@ -83,4 +86,6 @@ constexpr uint32_t defaultConversionMode(uint64_t primaryFlags)
         if (isConversionAvailable(mode, primaryFlags, 0))
             return mode;
     return 1;
+}
+
 }

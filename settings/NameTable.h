@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <string_view>
 
+inline namespace ostrivane
+{
+
 struct NamedNumber
 {
     uint32_t number;
@@ -38,3 +41,5 @@ struct NameTable
 
 template <size_t size>
 NameTable(NamedNumber, const NamedNumber (&)[size]) -> NameTable<size>;
+
+}

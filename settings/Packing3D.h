@@ -2,6 +2,9 @@
 
 #include "settings/NameTable.h"
 
+inline namespace ostrivane
+{
+
 // How the two pictures of a 3D signal are packed. The default is not the first one. Plain functions of their arguments:
 // any thread may call them.
 
@@ -17,3 +20,5 @@ inline constexpr NameTable packings3D{{3, "FramePacking"},
 constexpr const char* packing3DName(uint32_t number) { return packings3D.name(number); }
 
 constexpr uint32_t packing3DFromName(const char* name) { return packings3D.number(name); }
+
+}

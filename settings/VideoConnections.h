@@ -2,6 +2,9 @@
 
 #include "settings/NameTable.h"
 
+inline namespace ostrivane
+{
+
 // Video connections, and the analog ones among them as a vocabulary with a default of its own. Plain functions of their
 // arguments: any thread may call them.
 
@@ -39,4 +42,6 @@ constexpr uint32_t analogVideoConnectionFromName(const char* name)
 {
     const uint32_t number = videoConnectionFromName(name);
     return isDigitalVideoConnection(number) ? 2 : number;
+}
+
 }
