@@ -3,8 +3,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
+#include <system_error>
 
 #include "simulator/Commands.h"
 #include "simulator/LineSocket.h"

@@ -1,3 +1,6 @@
+#include <sstream>
+#include <tuple>
+
 #include "preferences/PreferenceUpdater.h"
 #include "tests/PreferenceTest.h"
 

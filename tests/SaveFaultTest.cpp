@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <iterator>
+
 #include "tests/PreferenceTest.h"
 
 /// One system call of a save, as strace shows it.

@@ -1,5 +1,8 @@
 #include <sys/resource.h>
 
+#include <cerrno>
+#include <cstdio>
+
 #include <gtest/gtest.h>
 
 #include "preferences/SharedPreferenceMutex.h"
