@@ -15,22 +15,20 @@ void put(std::map<std::string, Value>& entries, const std::string& call, Value v
         entries[call] = value;
 }
 
-/// What is told of the call by its narrowest name, or 0.
+/// The entry of the call's narrowest name, or the end.
 template <typename Value>
-Value valueOf(const std::map<std::string, Value>& entries, const std::string& operation, const std::string& argument)
+auto find(std::map<std::string, Value>& entries, const std::string& operation, const std::string& argument)
 {
-    for (const std::string& call : {operation + ":" + argument, operation})
-        if (const auto entry = entries.find(call); entry != entries.end())
-            return entry->second;
-    return {};
+    const auto narrow = entries.find(operation + ":" + argument);
+    return narrow != entries.end() ? narrow : entries.find(operation);
 }
 
 }
 
-void Faults::fail(const std::string& call, ResultCode code)
+void Faults::fail(const std::string& call, ResultCode code, uint64_t times)
 {
     const std::lock_guard lock(mutex);
-    put(codes, call, code);
+    put(failures, call, code == 0 ? Failure{} : Failure{code, times});
 }
 
 void Faults::slow(const std::string& call, std::chrono::nanoseconds time)
@@ -45,11 +43,18 @@ void Faults::absent(const std::string& interface)
     absentInterfaces.insert(interface);
 }
 
-ResultCode Faults::answer(const std::string& operation, const std::string& argument) const
+ResultCode Faults::answer(const std::string& operation, const std::string& argument)
 {
     std::unique_lock lock(mutex);
-    const ResultCode code = valueOf(codes, operation, argument);
-    const std::chrono::nanoseconds delay = valueOf(delays, operation, argument);
+    ResultCode code = 0;
+    if (const auto failure = find(failures, operation, argument); failure != failures.end())
+    {
+        code = failure->second.code;
+        if (--failure->second.left == 0)
+            failures.erase(failure);
+    }
+    const auto entry = find(delays, operation, argument);
+    const std::chrono::nanoseconds delay = entry == delays.end() ? std::chrono::nanoseconds() : entry->second;
     lock.unlock();
     if (delay.count() > 0)
         std::this_thread::sleep_for(delay);

@@ -1,6 +1,7 @@
 #include "simulator/SteeringSocket.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +23,7 @@ SteeringSocket::SteeringSocket(Simulator& simulator, const std::string& path) : 
         return;
     }
     listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    fchmod(listener, 0600); // becomes the path's mode: the daemon clears its umask
     unlink(path.c_str());
     if (bind(listener, generic(*address), sizeof *address) != 0 || listen(listener, SOMAXCONN) != 0)
     {

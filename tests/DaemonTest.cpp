@@ -106,10 +106,6 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
     // What, the library beside the daemon, its commands, preparation and undoing by the shell, complaint, report.
     using Row = std::tuple<const char*, std::string, const char*, const char*, const char*, const char*, const char*>;
     const std::string simulator = SIMULATOR_LIBRARY;
-    const char* const unwritable =
-        "mkdir /etc/quillstone && echo \"<QuillstonePreferences><card id='1'><attribute name='a' value='b'/></card>"
-        "<group id='0'><attribute name='NetOutputVideoPort' value='1'/></group></QuillstonePreferences>\""
-        ">/etc/quillstone/QuillstonePreferences.xml && mount -o remount,bind,ro /etc";
     for (const auto& [what, beside, commands, prepare, undo, complaint, report] :
          {Row{"no library", "", "", "", "", "libTessarigAPI.so", ""},
           {"a library that lacks symbols", FIXTURE, "", "", "", "AncillaryPacketsInstance_0002\nget 65696366 3\n", ""},
@@ -119,9 +115,7 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
           {"cards from the start", simulator, "plug 17;plug 18;slow 17 PrepareDevice 20ms", "", "", "", "ok 0\n"},
           {"a folder in the file's place", simulator, "",
            "rm -rf /etc/quillstone && mkdir -p /etc/quillstone/QuillstonePreferences.xml", "rm -r /etc/quillstone", "",
-           "ok 0\n"},
-          {"a file that can't be written", simulator, "", unwritable,
-           "mount -o remount,bind,rw /etc && rm -r /etc/quillstone", "", "ok 0\n"}})
+           "ok 0\n"}})
     {
         SCOPED_TRACE(what);
         for (const char* former : {"libTessarigAPI.so", "report"})
@@ -140,6 +134,23 @@ TEST_F(DaemonTest, ListensAndStopsWhateverItsStartAchieved)
         ASSERT_EQ(std::system(undo), 0);
         EXPECT_EQ(modeOf(segmentPath), 0U);
     }
+}
+
+TEST_F(DaemonTest, LeavesAFileThatCantBeWrittenAsItIs)
+{
+    if (!mayMount())
+        GTEST_SKIP() << "nothing can be mounted";
+    const std::string file = "<QuillstonePreferences><card id='1'><attribute name='a' value='b'/></card>"
+                             "<group id='0'><attribute name='NetOutputVideoPort' value='1'/></group>"
+                             "</QuillstonePreferences>";
+    std::filesystem::create_directory("/etc/quillstone");
+    std::ofstream("/etc/quillstone/QuillstonePreferences.xml") << file;
+    ASSERT_EQ(std::system("mount -o remount,bind,ro /etc"), 0);
+    Child daemon = run({"-n"});
+    EXPECT_EQ(syslog.take(1), Lines{listeningLine});
+    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_EQ(contents("/etc/quillstone/QuillstonePreferences.xml"), file);
+    ASSERT_EQ(std::system("mount -o remount,bind,rw /etc && rm -r /etc/quillstone"), 0);
 }
 
 TEST_F(DaemonTest, ASignalDuringTheStartStopsInOrder)

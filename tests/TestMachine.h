@@ -40,6 +40,13 @@ inline mode_t modeOf(const std::string& path)
     return stat(path.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
 }
 
+/// Whether the test's machine is one of mounts, which a test may change; otherwise it uses the paths of the real one.
+inline bool mayMount()
+{
+    const char* machine = getenv("OSTRIVANE_PRIVATE_MACHINE");
+    return machine && machine == std::string("mounted");
+}
+
 /// Takes what comes to /dev/log, as a syslog daemon would. Only on a machine of the test's own.
 class SyslogCollector
 {
