@@ -16,10 +16,12 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
     ASSERT_EQ(syslog.take(1), Lines{listeningLine});
     EXPECT_EQ(contents(stage / "pid"), std::to_string(daemon.pid) + "\n");
     EXPECT_EQ(modeOf(segmentPath), 0666U);
+    EXPECT_EQ(modeOf(stage / "socket"), 0600U);
 
     EXPECT_EQ(say("plug 17"), "ok");
     ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Subscribe setd"); }));
-    for (const char* senseless : {" ", "juggle", "plug", "plug 17", "change 17 Gain", "fail 17 Typo 1"})
+    for (const char* senseless :
+         {" ", "juggle", "plug", "plug 17", "change 17 Gain", "fail 17 Typo 1", "fail 17 Post 1 0"})
         EXPECT_TRUE(say(senseless).starts_with("error ")) << senseless;
 
     SharedPreferenceMutex other; // another program that saves preferences
@@ -38,6 +40,13 @@ TEST_F(DaemonTest, SavesTheStateOfACardThatChangesAndStopsInOrder)
               "        <attribute name=\"NetOutputVideoPort_0\" value=\"9\" />\n"
               "        <attribute name=\"Gain\" value=\"0.5\" />\n    </card>\n"
               "</QuillstonePreferences>\n");
+    const auto saved = [](const char* value)
+    { return contents("/etc/quillstone/QuillstonePreferences.xml").find(value) != std::string::npos; };
+    EXPECT_EQ(say("fail 17 PersistState 5 1"), "ok");
+    EXPECT_EQ(say("change 17 Gain=0.6"), "ok");
+    EXPECT_TRUE(staysAt(false, [&] { return saved("0.6"); }));
+    EXPECT_EQ(say("change 17 Gain= a  * "), "ok");
+    EXPECT_TRUE(waitFor([&] { return saved("\" a  * \""); }));
     EXPECT_TRUE(waitFor([&] { return say("references") == "ok 5 17=4 discovery=1"; }));
     EXPECT_EQ(say("unplug 17"), "ok");
     EXPECT_EQ(say("references"), "ok 1 discovery=1");
