@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "benchmarks/ObservedListener.h"
 

@@ -3,10 +3,10 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages=(g++ cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev libtinyxml-dev
-    systemtap-sdt-dev)
+    libcli11-dev systemtap-sdt-dev)
 demo_packages=(socat)
 test_packages=(libgtest-dev strace)
-check_packages=(clang clang-format clang-tidy libclang-rt-14-dev mandoc systemd)
+check_packages=(clang clang-format clang-tidy libclang-rt-dev mandoc systemd)
 package_packages=(build-essential debhelper fakeroot lintian)
 benchmark_packages=(libbenchmark-dev gnuplot-nox)
 
@@ -34,11 +34,14 @@ install_packages() {
     }
 }
 
-# build PRESET [targets]: configures and builds into build/PRESET. On CI a warning is an error.
+# build PRESET [targets]: configures and builds into build/PRESET. On a terminal ninja shows how far it is. On CI a warning
+# is an error.
 build() {
-    local preset=$1
+    local preset=$1 quiet=--quiet werror=OFF
     shift
+    if [ -t 1 ]; then quiet=; fi
+    if [ -n "${CI:-}" ]; then werror=ON; fi
     echo "Building ($preset)"
-    cmake --preset "$preset" ${CI:+-DOSTRIVANE_WERROR=ON} >/dev/null
-    cmake --build --preset "$preset" -- --quiet "$@"
+    cmake --preset "$preset" -DOSTRIVANE_WERROR=$werror >/dev/null
+    cmake --build --preset "$preset" -- $quiet "$@"
 }

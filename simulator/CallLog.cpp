@@ -1,6 +1,7 @@
 #include "simulator/CallLog.h"
 
 #include <atomic>
+#include <utility>
 
 namespace
 {

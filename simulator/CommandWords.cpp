@@ -1,7 +1,9 @@
 #include "simulator/CommandWords.h"
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
+#include <utility>
 
 namespace
 {

@@ -1,6 +1,7 @@
 #include "simulator/Commands.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <sstream>
 
@@ -59,7 +60,10 @@ std::string fail(Simulator& simulator, const Words& words)
 {
     const auto code = number<uint32_t>(words[3], "a result code");
     const std::string& call = callName(words[2]);
-    simulator.recordOf(recordId(words[1]))->faults.fail(call, code);
+    const auto times = words.size() > 4 ? number<uint64_t>(words[4], "a number of calls") : UINT64_MAX;
+    if (times == 0)
+        throw CommandError("0 calls can't fail; the code 0 ends a fault");
+    simulator.recordOf(recordId(words[1]))->faults.fail(call, code, times);
     return {};
 }
 
@@ -121,7 +125,7 @@ struct Command
 constexpr Command commands[] = {
     {"plug", 2, 7, plug},     {"unplug", 2, 2, unplug},
     {"change", 3, 3, change}, {"hardware", 3, 4, hardware},
-    {"fail", 4, 4, fail},     {"slow", 4, 4, slow},
+    {"fail", 4, 5, fail},     {"slow", 4, 4, slow},
     {"absent", 3, 3, absent}, {"list", 1, 1, list},
     {"calls", 1, 2, calls},   {"references", 1, 1, references},
 };

@@ -1,5 +1,7 @@
 #include "simulator/DeliveryThreads.h"
 
+#include <utility>
+
 #include <pthread.h>
 
 DeliveryThreads::DeliveryThreads()

@@ -15,22 +15,20 @@ void put(std::map<std::string, Value>& entries, const std::string& call, Value v
         entries[call] = value;
 }
 
-/// What is told of the call by its narrowest name, or 0.
+/// The entry of the call's narrowest name, or the end.
 template <typename Value>
-Value valueOf(const std::map<std::string, Value>& entries, const std::string& operation, const std::string& argument)
+auto find(std::map<std::string, Value>& entries, const std::string& operation, const std::string& argument)
 {
-    for (const std::string& call : {operation + ":" + argument, operation})
-        if (const auto entry = entries.find(call); entry != entries.end())
-            return entry->second;
-    return {};
+    const auto narrow = entries.find(operation + ":" + argument);
+    return narrow != entries.end() ? narrow : entries.find(operation);
 }
 
 }
 
-void Faults::fail(const std::string& call, ResultCode code)
+void Faults::fail(const std::string& call, ResultCode code, uint64_t times)
 {
     const std::lock_guard lock(mutex);
-    put(codes, call, code);
+    put(failures, call, code == 0 ? Failure{} : Failure{code, times});
 }
 
 void Faults::slow(const std::string& call, std::chrono::nanoseconds time)
@@ -51,12 +49,20 @@ void Faults::absent(const std::string& interface)
     absentInterfaces.insert(interface);
 }
 
-ResultCode Faults::answer(const std::string& operation, const std::string& argument) const
+ResultCode Faults::answer(const std::string& operation, const std::string& argument)
 {
     std::unique_lock lock(mutex);
-    const ResultCode code = valueOf(codes, operation, argument);
-    const std::chrono::nanoseconds delay = valueOf(delays, operation, argument);
-    const std::function<void()> action = valueOf(actions, operation, argument);
+    const auto valueOf = [&](auto& entries)
+    {
+        const auto entry = find(entries, operation, argument);
+        return entry == entries.end() ? decltype(entry->second)() : entry->second;
+    };
+    const ResultCode code = valueOf(failures).code;
+    if (const auto failure = find(failures, operation, argument);
+        failure != failures.end() && --failure->second.left == 0)
+        failures.erase(failure);
+    const std::chrono::nanoseconds delay = valueOf(delays);
+    const std::function<void()> action = valueOf(actions);
     lock.unlock();
     if (action)
         action();

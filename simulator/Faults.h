@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -16,8 +17,8 @@
 class Faults
 {
 public:
-    /// The call has no effect and answers with the code; 0 ends that.
-    void fail(const std::string& call, ResultCode code);
+    /// The call has no effect and answers with the code; 0 ends that, and so does the last of so many `times`.
+    void fail(const std::string& call, ResultCode code, uint64_t times = UINT64_MAX);
     /// The call takes this much longer; 0 ends that.
     void slow(const std::string& call, std::chrono::nanoseconds time);
     /// The call carries this out on its thread before anything else: it may throw, or end the thread.
@@ -26,12 +27,20 @@ public:
     void absent(const std::string& interface);
 
     /// Waits as long as the call is slow, and gives the code that it has to answer with.
-    ResultCode answer(const std::string& operation, const std::string& argument) const;
+    ResultCode answer(const std::string& operation, const std::string& argument);
     bool isAbsent(const std::string& interface) const;
 
 private:
+    struct Failure
+    {
+        ResultCode code = 0;
+        uint64_t left = 0; ///< So many calls fail.
+
+        bool operator==(const Failure&) const = default;
+    };
+
     mutable std::mutex mutex;
-    std::map<std::string, ResultCode> codes;
+    std::map<std::string, Failure> failures;
     std::map<std::string, std::chrono::nanoseconds> delays;
     std::map<std::string, std::function<void()>> actions;
     std::set<std::string> absentInterfaces;

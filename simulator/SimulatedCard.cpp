@@ -1,5 +1,7 @@
 #include "simulator/SimulatedCard.h"
 
+#include <utility>
+
 #include "simulator/PeerIterator.h"
 #include "simulator/Simulator.h"
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 SimulatedObject::SimulatedObject(Ledger& ledger, std::string name, std::shared_ptr<Record> record)
     : record(std::move(record)), ledger(ledger), name(std::move(name))

@@ -1,5 +1,7 @@
 #include "simulator/Simulator.h"
 
+#include <utility>
+
 #include "simulator/SettingsFile.h"
 
 namespace

@@ -3,17 +3,41 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
 #include "simulator/LineSocket.h"
 
-SteeringClient::SteeringClient(const std::string& path)
+namespace
+{
+
+/// A daemon that ends in order removes its socket, one that is killed leaves it.
+std::string explain(const std::string& path, int number)
+{
+    std::error_code ignored;
+    if (number == ECONNREFUSED && std::filesystem::is_socket(path, ignored))
+        return "the daemon at " + path + " is gone";
+    if (number == ECONNREFUSED)
+        return "wrong path: " + path + " is no socket";
+    if (number == ENOENT)
+        return "wrong path, or no daemon on simulated cards runs: there is no socket at " + path;
+    return "can't connect to " + path + ": " + strerror(number);
+}
+
+}
+
+SteeringClient::SteeringClient(const std::string& path) : path(path)
 {
     const auto address = addressOf(path);
     descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (!address || connect(descriptor, generic(*address), sizeof *address) != 0)
-    {
-        close(descriptor);
-        descriptor = -1;
-    }
+    if (address && connect(descriptor, generic(*address), sizeof *address) == 0)
+        return;
+    error = explain(path, address ? errno : ENAMETOOLONG);
+    close(descriptor);
+    descriptor = -1;
 }
 
 SteeringClient::~SteeringClient()
@@ -25,7 +49,10 @@ SteeringClient::~SteeringClient()
 std::string SteeringClient::ask(const std::string& line)
 {
     std::string buffer;
-    if (descriptor < 0 || !writeLine(descriptor, line))
+    if (descriptor < 0)
         return {};
-    return readLine(descriptor, buffer).value_or("");
+    const auto answer = writeLine(descriptor, line) ? readLine(descriptor, buffer) : std::nullopt;
+    if (!answer)
+        error = "the daemon at " + path + " is gone: it has ended before it answered";
+    return answer.value_or("");
 }

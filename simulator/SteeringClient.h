@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// The client's end: sends one line and waits for the line of answer. Empty if there is nobody at the path or the
-/// connection broke.
+/// The client's end: sends one line and waits for the line of answer. The answer is empty if there is nobody at the
+/// path or the connection broke; then `error` says what a person has to know, with the path.
 class SteeringClient
 {
 public:
@@ -14,6 +14,9 @@ public:
 
     std::string ask(const std::string& line);
 
+    std::string error;
+
 private:
+    const std::string path;
     int descriptor = -1;
 };

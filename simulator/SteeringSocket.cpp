@@ -1,10 +1,15 @@
 #include "simulator/SteeringSocket.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
+#include <system_error>
 
 #include "simulator/Commands.h"
 #include "simulator/LineSocket.h"
@@ -18,6 +23,7 @@ SteeringSocket::SteeringSocket(Simulator& simulator, const std::string& path) : 
         return;
     }
     listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    fchmod(listener, 0600); // becomes the path's mode: the daemon clears its umask
     unlink(path.c_str());
     if (bind(listener, generic(*address), sizeof *address) != 0 || listen(listener, SOMAXCONN) != 0)
     {

@@ -12,7 +12,8 @@ class Simulator;
 class SteeringSocket
 {
 public:
-    /// Replaces whatever stands at the path. Without success there is simply no socket; the reason goes to stderr.
+    /// Replaces whatever stands at the path; only the daemon's own user may connect. Without success there is simply no
+    /// socket; the reason goes to stderr.
     SteeringSocket(Simulator& simulator, const std::string& path);
     /// Ends all connections and removes the socket.
     ~SteeringSocket();

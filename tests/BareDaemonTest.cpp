@@ -1,6 +1,9 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 
+#include <cstring>
+#include <utility>
+
 #include "tests/DaemonTest.h"
 
 /// What the runtime of a sanitizer would stand in the way of: it intercepts calls and has a thread of its own.

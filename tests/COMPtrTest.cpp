@@ -1,3 +1,6 @@
+#include <string>
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include "deviceapi/TessarigAPI.h"

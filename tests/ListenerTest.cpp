@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <atomic>
+
 #include "device/PreferenceChangeListener.h"
 #include "tests/SimulatorTest.h"
 
@@ -45,8 +48,12 @@ TEST_F(ListenerTest, SettingsChangedDuringASaveAreSavedOnceMore)
 
 TEST_F(ListenerTest, AStopDuringASaveLetsItPostAndDropsTheRest)
 {
-    simulator.saveSettings = [&](int64_t, const SimulatedCard::Settings&)
-    { return waitFor([&] { return (std::lock_guard(listener->mutex), !listener->running); }); };
+    const auto stopping = [&]
+    {
+        const std::lock_guard lock(listener->mutex);
+        return !listener->running;
+    };
+    simulator.saveSettings = [&](int64_t, const SimulatedCard::Settings&) { return waitFor(stopping); };
     listen();
     listener->Notify(Topic::setd, 0, 0);
     ASSERT_TRUE(waitForCall(17, "PersistState"));

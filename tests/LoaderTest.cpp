@@ -1,5 +1,7 @@
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>

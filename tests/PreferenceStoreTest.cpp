@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <sstream>
+#include <tuple>
 
 #include "preferences/PreferenceUpdater.h"
 #include "tests/PreferenceTest.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include "preferences/PreferenceIO.h"

@@ -1,5 +1,8 @@
 #include <numeric>
 #include <set>
+#include <string>
+#include <tuple>
+#include <utility>
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,7 @@
 #include <sys/resource.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <thread>
 
 #include <gtest/gtest.h>

@@ -1,6 +1,8 @@
 #include <atomic>
 #include <filesystem>
+#include <iterator>
 #include <random>
+#include <tuple>
 
 #include "device/OstrivaneHelper.h"
 #include "simulator/Commands.h"
@@ -100,7 +102,12 @@ TEST_F(SupervisionTest, ADeviceThatLacksSomethingIsKeptAsFarAsItGoes)
         EXPECT_EQ(listener.Notify(Topic::hwic, 7, 0), S_OK);
         EXPECT_EQ(calls(17).count("HandleHardwareNotification"), saves);
         EXPECT_EQ(listener.Notify(Topic::setd, 0, 0), S_OK); // as if it were subscribed in any case
-        EXPECT_TRUE(waitFor([&] { return (std::lock_guard(listener.mutex), !listener.dirty); }));
+        const auto takenUp = [&]
+        {
+            const std::lock_guard lock(listener.mutex);
+            return !listener.dirty;
+        };
+        EXPECT_TRUE(waitFor(takenUp));
         ASSERT_TRUE(waitForCall(17, "PersistState", saves) && waitForCall(17, "Post", posts));
         simulator.unplug(17);
         EXPECT_EQ(calls(17).count("Subscribe"), subscribed);

@@ -8,10 +8,17 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "tests/Waiting.h"
 
@@ -31,6 +38,13 @@ inline mode_t modeOf(const std::string& path)
 {
     struct stat status = {};
     return stat(path.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
+}
+
+/// Whether the test's machine is one of mounts, which a test may change; otherwise it uses the paths of the real one.
+inline bool mayMount()
+{
+    const char* machine = getenv("OSTRIVANE_PRIVATE_MACHINE");
+    return machine && machine == std::string("mounted");
 }
 
 /// Takes what comes to /dev/log, as a syslog daemon would. Only on a machine of the test's own.

@@ -1,0 +1,56 @@
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <tuple>
+
+#include "simulator/SteeringSocket.h"
+#include "tests/SimulatorTest.h"
+#include "tests/TestMachine.h"
+
+/// The steering tool as a person calls it, in a shell.
+class SimctlTest : public SimulatorTest
+{
+};
+
+TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
+{
+    const Stage stage;
+    const SteeringSocket socket(simulator, stage / "socket");
+    std::ofstream(stage / "file");
+    {
+        const sockaddr_un address = {AF_UNIX, "left"}; // as a killed daemon leaves its socket
+        std::filesystem::current_path(stage.folder);
+        const int left = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        ASSERT_EQ(bind(left, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        close(left);
+    }
+    plugged(17);
+    using Row = std::tuple<const char*, const char*, std::string, int>; // socket, words, part of what is said, status
+    for (const auto& [path, words, said, status] :
+         {Row{"socket", "change 17 'Label= a  *'", "ok", 0},
+          {"socket", "plug 18 group=16 of=2 order=-1 peer=18 peers=18,19", "ok", 0},
+          {"socket", "fail 18 PersistState 5 2", "ok", 0},
+          {"socket", "hardware 19 7 8", "error no card 19", 1},
+          {"socket", "</dev/null", "", 0},
+          {"", "--help", "references", 0},
+          {"", "fail --help", "TIMES", 0},
+          {"", "juggle", "juggle", 1},
+          {"", "change 17 Label=Studio A", "not expected: A", 1},
+          {"", "change 17 'Label=\n'", "one line", 1},
+          {"", "list", "TESSARIG_SIMULATOR_SOCKET is not set", 2},
+          {"nowhere", "list", "wrong path, or no daemon on simulated cards runs: there is no socket at nowhere", 2},
+          {"file", "list", "wrong path: file is no socket", 2},
+          {"left", "list", "the daemon at left is gone", 2}})
+    {
+        SCOPED_TRACE(std::string(path) + " " + words);
+        FILE* output =
+            popen(("TESSARIG_SIMULATOR_SOCKET=" + std::string(path) + " " SIMCTL " " + words + " 2>&1").c_str(), "r");
+        std::array<char, 4096> bytes = {};
+        const size_t size = fread(bytes.data(), 1, bytes.size(), output);
+        EXPECT_EQ(WEXITSTATUS(pclose(output)), status);
+        EXPECT_NE(std::string(bytes.data(), size).find(said), std::string::npos) << bytes.data();
+    }
+    EXPECT_EQ(simulator.find(17)->stateOfDevice.PersistState(), S_OK);
+    EXPECT_EQ(simulator.find(17)->savedValue("Label"), " a  *");
+}
