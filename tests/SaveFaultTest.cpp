@@ -46,7 +46,7 @@ TEST_F(SaveFaultTest, AFailureOrAKillAtAnyCallLeavesTheOldFileOrTheNewOneWhole)
     using Step = std::tuple<std::string, const char*, Lines, int>; // call, part of its line, errors, the probe's status
     const Step steps[] = {
         {"newfstatat", "quillstone\"", {"EIO", "EACCES"}, 2},
-        {"openat", "O_CREAT", {"EACCES", "EROFS", "ENOSPC", "EIO", "EINTR"}, 1},
+        {"openat", "/quillstone.QuillstonePreferences.xml~", {"EACCES", "EROFS", "ENOSPC", "EIO", "EINTR"}, 1},
         {"fchmod", "0666", {"EIO", "EROFS"}, 0},
         {"openat", "O_RDONLY|O_CLOEXEC", {"EACCES", "EIO"}, 0},
         {"fcntl", "F_GETFL", {"EIO"}, 1},
