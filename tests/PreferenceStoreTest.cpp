@@ -159,7 +159,7 @@ TEST_F(PreferenceStoreTest, WithoutMemoryNothingChanges)
     const std::string key = "17, and more than fits without an allocation";
     for (int number = 0; number < 70; ++number) // of which each half is found in its own way
     {
-        const std::string name = std::to_string(number % 35) + std::string(number / 35 * 20, '+');
+        const std::string name = std::to_string(number % 35) + (number < 35 ? "" : ", too long for a string itself");
         const std::string before = tableOf(store);
         for (int left = 0; failsAt(left, [&] { store.set(key, name, name); }); ++left)
         {
