@@ -53,30 +53,6 @@ TEST_F(BareDaemonTest, GoesOnWhereAnotherCallFails)
     }
 }
 
-TEST_F(BareDaemonTest, ARequestThatIsSignalledLateIsAnsweredOnce)
-{
-    environment["LD_PRELOAD"] = INTERPOSER;
-    environment["FAIL_CALL"] = "pthread_cond_signal";
-    environment["FAIL_TIMES"] = "2";
-    Child daemon = run({"-n"});
-    ASSERT_EQ(syslog.take(1), Lines{listeningLine});
-    for (const char* line : {"plug 17", "slow 17 PersistState 20ms", "change 17 Gain=1"})
-        EXPECT_EQ(say(line), "ok");
-    EXPECT_TRUE(waitFor([&] { return say("calls 17").ends_with("PersistState"); }));
-    EXPECT_EQ(say("change 17 Gain=2"), "ok");
-    const auto saves = [&]
-    {
-        const std::string calls = say("calls 17");
-        int count = 0;
-        for (size_t at = 0; (at = calls.find("PersistState", at)) != std::string::npos; ++at)
-            ++count;
-        return count;
-    };
-    EXPECT_TRUE(staysAt(2, saves));
-    EXPECT_EQ(daemon.stop(), 0);
-    EXPECT_EQ(syslog.take(1), Lines{stoppedLine});
-}
-
 /// All context switches that the process's threads have made so far.
 static long contextSwitches(pid_t process)
 {

@@ -157,6 +157,7 @@ TEST(BoundaryTest, AListenerWorksOnBareTables)
     EXPECT_EQ(notify(0x68776963, 0x700000005, 0), 0U);
     EXPECT_EQ(notify(0x68776943, 6, -7), 0U);
     EXPECT_EQ(notify(0x70726566, 0, 0), 0U);
+    EXPECT_EQ(notify(0x68776944, 0, 0), 0U); // unknown
     change.join();
     void* out = nullptr;
     EXPECT_EQ(listener->QueryInterface(IID_IUnknown, &out), 0x80000004);

@@ -10,6 +10,7 @@ struct Counted final : ITessarig
 {
     int64_t count = 0;
     ResultCode code = S_OK;
+    bool shared = true; ///< If not, AddRef throws.
 
     ResultCode QueryInterface(InterfaceId iid, void** out) override
     {
@@ -19,7 +20,7 @@ struct Counted final : ITessarig
         *out = this;
         return code;
     }
-    int64_t AddRef() override { return ++count; }
+    int64_t AddRef() override { return shared ? ++count : throw std::bad_alloc(); }
     int64_t Release() override { return --count; }
 };
 
@@ -56,6 +57,8 @@ TEST(COMPtrTest, OwnsExactlyOneReferenceHoweverItWasFilledAndIsJudgedByThePointe
         const COMPtr<ITessarig> copy(empty);
         EXPECT_FALSE(pointer == copy);
         EXPECT_EQ(readAttribute(copy, Attribute::dgid), 0);
+        second.shared = false;
+        EXPECT_FALSE(COMPtr<ITessarig>(pointer) || COMPtr<ITessarig>(&second));
     }
     EXPECT_EQ(counts(), Counts(0, 0));
 }

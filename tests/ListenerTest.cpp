@@ -1,3 +1,5 @@
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <atomic>
 
@@ -6,6 +8,15 @@
 
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
+
+/// How late the calling thread's signals to condition variables are.
+static thread_local std::chrono::milliseconds signalDelay{0};
+
+extern "C" int pthread_cond_signal(pthread_cond_t* condition)
+{
+    std::this_thread::sleep_for(signalDelay);
+    return reinterpret_cast<int (*)(pthread_cond_t*)>(dlsym(RTLD_NEXT, "pthread_cond_signal"))(condition);
+}
 
 class ListenerTest : public SimulatorTest
 {
@@ -63,10 +74,34 @@ TEST_F(ListenerTest, AStopDuringASaveLetsItPostAndDropsTheRest)
     EXPECT_EQ(count("Post"), 1);
 }
 
-TEST_F(ListenerTest, AThreadOfTheLibraryMayEndInsideANotification)
+TEST_F(ListenerTest, ARequestThatIsSignalledLateIsAnsweredOnce)
 {
+    simulator.saveSettings = [&](int64_t, const SimulatedCard::Settings&)
+    { return count("PersistState") > 1 || waitFor([&] { return std::lock_guard(listener->mutex), listener->dirty; }); };
     listen();
-    faults(17).interrupt("HandleHardwareNotification", [] { pthread_exit(nullptr); });
+    listener->Notify(Topic::setd, 0, 0);
+    ASSERT_TRUE(waitForCall(17, "PersistState"));
+    std::thread(
+        [&]
+        {
+            signalDelay = 30ms;
+            listener->Notify(Topic::setd, 0, 0);
+        })
+        .join();
+    EXPECT_TRUE(staysAt(2, [&] { return count("Post"); }));
+    end();
+}
+
+TEST_F(ListenerTest, TheLibraryMayEndAThreadInsideACall)
+{
+    for (const char* call : {"HandleHardwareNotification", "PrepareDevice"}) // its own thread, and the worker
+        faults(17).interrupt(call, [] { pthread_exit(nullptr); });
+    listener = new PreferenceChangeListener(&mutex, COMPtr<ITessarig>(&card->device));
+    ASSERT_TRUE(waitFor([&] { return listener->listening.try_wait(); }));
+    end();
+
+    faults(17).interrupt("PrepareDevice", {});
+    listen();
     std::atomic<bool> returned = false;
     std::thread([&] { returned = listener->Notify(Topic::hwic, 1, 0) == S_OK; }).join();
     EXPECT_FALSE(returned);

@@ -68,7 +68,7 @@ TEST_F(SaveFaultTest, AFailureOrAKillAtAnyCallLeavesTheOldFileOrTheNewOneWhole)
     using Step = std::tuple<std::string, const char*, Lines, int>; // deed, part of its line, errors, the probe's status
     const Step steps[] = {
         {"look", "quillstone\"", {"EIO", "EACCES"}, 2},
-        {"open", "O_CREAT", {"EACCES", "EROFS", "ENOSPC", "EIO", "EINTR"}, 1},
+        {"open", "/quillstone.QuillstonePreferences.xml~", {"EACCES", "EROFS", "ENOSPC", "EIO", "EINTR"}, 1},
         {"open to all", "0666", {"EIO", "EROFS"}, 0},
         {"open", "O_RDONLY|O_CLOEXEC", {"EACCES", "EIO"}, 0},
         {"fcntl", "F_GETFL", {"EIO"}, 1},

@@ -1,16 +1,13 @@
 #include <dlfcn.h>
-#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/types.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 
-// Preloaded into the daemon: the first call of the function that FAIL_CALL names, or the first FAIL_TIMES, fail. One
-// that has no failure comes late instead.
+// Preloaded into the daemon: the first call of the function that FAIL_CALL names, or the first FAIL_TIMES, fail.
 
 template <typename Result, typename... Parameter>
 static Result call(Result (*)(Parameter...), const char* name, int error, Result failure, Parameter... parameter)
@@ -32,13 +29,6 @@ extern "C"
     int sigprocmask(int how, const sigset_t* set, sigset_t* former)
     {
         return call(sigprocmask, "sigprocmask", EIO, -1, how, set, former);
-    }
-    int pthread_cond_signal(pthread_cond_t* condition)
-    {
-        if (call(pthread_cond_signal, "pthread_cond_signal", 0, 1, condition) == 0)
-            return 0;
-        usleep(50'000);
-        return pthread_cond_signal(condition);
     }
     int shm_open(const char* name, int flags, mode_t mode)
     {
