@@ -115,7 +115,8 @@ public:
 
     std::string next()
     {
-        std::string text = pick({"", "", "<?xml?>", "<?xml version='1.0' encoding='ISO-8859-1'?>", "\xEF\xBB\xBF"}) +
+        std::string text = pick({"", "", "<?xml?>", "<?xml version='1.0' encoding='ISO-8859-1'?>", "\xEF\xBB\xBF",
+                                 "\xEF\xBB\xBF<?xml encoding='x'?>"}) +
                            "<QuillstonePreferences" + attributes() + ">" + children(1) + "</QuillstonePreferences>" +
                            pick({"", "", "<!-- -->", "<a/>", "text", "</a>"});
         for (size_t changes = random() % 2 * (random() % 4); changes > 0; --changes)
