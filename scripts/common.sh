@@ -2,7 +2,8 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev libtinyxml-dev)
+build_packages=(g++ cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev libtinyxml-dev
+    libcli11-dev nlohmann-json3-dev)
 demo_packages=(socat)
 test_packages=(libgtest-dev strace)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev mandoc systemd)

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <chrono>
+
+#include "preferences/SharedPreferenceMutex.h"
+
+/// Holds the shared mutex from construction to destruction, so that no card of the machine saves meanwhile. For one
+/// thread, which also destroys it.
+///
+/// Where no segment stands, no daemon runs and no card saves: then nothing is held and none is made. A segment that was
+/// replaced during the wait, as by a daemon that was started anew, is given up for the new one.
+class PreferenceLock
+{
+public:
+    /// Waits at most that long. Throws CommandError, which names the holder: after the wait if it is alive, at once if
+    /// it is gone or if the segment is none that can be locked.
+    explicit PreferenceLock(std::chrono::milliseconds timeout);
+    PreferenceLock(const PreferenceLock&) = delete;
+    PreferenceLock& operator=(const PreferenceLock&) = delete;
+    ~PreferenceLock();
+
+    /// False if there is no segment.
+    bool held() const;
+
+private:
+    SharedPreferenceMutex mutex;
+};

@@ -1,0 +1,49 @@
+#include "control/Program.h"
+
+#include <iostream>
+
+#include "control/CommandError.h"
+#include "control/Commands.h"
+
+namespace
+{
+
+constexpr int usageError = 2;
+
+/// Help is asked for and goes to stdout with status 0; what else the parser throws is a mistake of the user's.
+int explain(const CLI::App& program, const CLI::ParseError& error)
+{
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
+        return program.exit(error);
+    std::cerr << "ostrivanectl: " << error.what() << "\nTry 'ostrivanectl --help'.\n";
+    return usageError;
+}
+
+}
+
+int runProgram(int argc, char** argv)
+{
+    CLI::App program("Shows what OstrivaneHelper does, and changes saved settings while it runs.", "ostrivanectl");
+    program.require_subcommand(1);
+    int status = 0;
+    // addStatus(program, status); ... one line a command, as they come
+    try
+    {
+        program.parse(argc, argv);
+        return status;
+    }
+    catch (const CLI::ParseError& error)
+    {
+        return explain(program, error);
+    }
+    catch (const CommandError& error)
+    {
+        std::cerr << "ostrivanectl: " << error.what() << '\n';
+        return error.status;
+    }
+    catch (const std::exception& error) // no memory
+    {
+        std::cerr << "ostrivanectl: " << error.what() << '\n';
+        return 1;
+    }
+}
