@@ -11,6 +11,7 @@
 #include <boost/variant2/variant.hpp>
 
 class PreferenceIO;
+struct ReadReport;
 
 /// A setting's value. Made from a string literal it would be a bool, as the literal is a pointer: say std::string.
 /// Whatever it was when it was written, it is a string when it is read again.
@@ -33,6 +34,9 @@ public:
 
     /// Chooses between the user's own file and the system-wide one. Touches neither.
     explicit PreferenceStore(bool useUserFile);
+    /// Any file. Touches it not.
+    explicit PreferenceStore(const std::string& path);
+    explicit PreferenceStore(const char* path) = delete; // would be a bool
     ~PreferenceStore();
     PreferenceStore(const PreferenceStore&) = delete;
     PreferenceStore& operator=(const PreferenceStore&) = delete;
@@ -53,10 +57,15 @@ public:
     void forEachAttribute(const std::string& key, const Visitor& visitor) const;
 
     void clear();
+    /// Exchanges the tables, and nothing else. Names and values stay where they are in memory.
+    void swapTables(PreferenceStore& other) noexcept;
 
-    /// Replaces the table by what the file holds; false leaves the table alone.
-    bool read();
-    /// Replaces the file by the table; false leaves the file alone. So does boost::filesystem::filesystem_error, thrown
+    /// Replaces the table by what the file holds; false leaves the table alone. The report, if there is one, says why,
+    /// or what a write of the table would lose.
+    bool read(ReadReport* report = nullptr);
+    /// As read(), from a text in memory.
+    bool readText(std::string text, ReadReport* report = nullptr);
+    /// Replaces the file by the table; false leaves the file alone, and errno says why. So does boost::filesystem::filesystem_error, thrown
     /// if the file's folder can't be looked at, or is missing and can't be made.
     bool write();
     /// Empties the table and writes it.

@@ -26,8 +26,27 @@ public:
 
     using Cards = std::set<std::string>;
 
+    /// What became of one group that held any of the six.
+    struct GroupMove
+    {
+        enum Outcome
+        {
+            Done,
+            NoCards,    ///< No card of the group is in the table.
+            BeyondBound ///< With it, what is copied would be more than 64 MiB.
+        };
+
+        std::string group; ///< Its key.
+        Outcome outcome;
+        std::vector<std::string> names; ///< Which of the six, as they are called on the group.
+        size_t cards;                   ///< How many the group has.
+    };
+    using GroupMoves = std::vector<GroupMove>;
+
     /// Chooses the file, as PreferenceStore does. Touches none.
     explicit PreferenceUpdater(bool useUserFile);
+    explicit PreferenceUpdater(const std::string& path);
+    explicit PreferenceUpdater(const char* path) = delete; // would be a bool
     PreferenceUpdater(const PreferenceUpdater&) = delete;
     PreferenceUpdater& operator=(const PreferenceUpdater&) = delete;
 
@@ -35,6 +54,11 @@ public:
     /// does one that would bring what is copied beyond 64 MiB: the others' moves are written. A file that can't be read
     /// or written stays as it was. A later update tries again what failed. Throws nothing.
     int update();
+
+    /// The middle of update(): moves in the table, whatever it was filled from, and touches no file. So it tells what
+    /// an update would do: `store` has then what it would write. Counts anew and gives the sum; the groups that there
+    /// was something to move on are put behind those in `groups`, in the order of the table. Throws std::bad_alloc.
+    int migrate(GroupMoves* groups = nullptr);
 
     /// Walks over the keys that there are at the beginning, so that `fn` may change the table.
     void forEachKey(const std::function<void(std::string)>& fn);
@@ -74,5 +98,4 @@ private:
     std::vector<Move> movesOf(const std::string& key) const;
     int move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
     std::map<std::string, CardKeys> cardsByGroup() const;
-    void moveAll();
 };
