@@ -5,8 +5,8 @@
 #include "preferences/Owner.h"
 
 /// New content on its way into the place of a file. At any moment the file at the path is the old one or the new one,
-/// whole: the content goes to a file of its own, onto the disk, and is renamed into place by commit(). Destroyed without
-/// that, it leaves the old file and nothing beside it.
+/// whole: the content goes to a file of its own, onto the disk, and is renamed into place by commit(). Destroyed
+/// without that, it leaves the old file and nothing beside it.
 ///
 /// The file of its own lies beside the path's folder, on the same file system, and is called by the names of both. Of a
 /// path without a folder, the working folder is meant, and the file lies in it.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "preferences/PreferenceIO.h"
+#include "preferences/PreferenceText.h"
 
 namespace
 {
@@ -13,6 +14,11 @@ constexpr size_t longestWalk = 32;
 
 PreferenceStore::PreferenceStore(bool useUserFile)
     : useUserFile(useUserFile), io(std::make_unique<PreferenceIO>(this, useUserFile))
+{
+}
+
+PreferenceStore::PreferenceStore(const std::string& path)
+    : useUserFile(false), io(std::make_unique<PreferenceIO>(this, path))
 {
 }
 
@@ -95,7 +101,19 @@ void PreferenceStore::clear()
     table.clear();
 }
 
-bool PreferenceStore::read() { return io->read(); }
+void PreferenceStore::swapTables(PreferenceStore& other) noexcept
+{
+    table.swap(other.table);
+    index.swap(other.index);
+    std::swap(latest, other.latest);
+}
+
+bool PreferenceStore::read(ReadReport* report) { return io->read(report); }
+
+bool PreferenceStore::readText(std::string text, ReadReport* report)
+{
+    return readPreferences(std::move(text), *this, report);
+}
 
 bool PreferenceStore::write() { return io->write(); }
 

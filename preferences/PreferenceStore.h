@@ -65,8 +65,9 @@ public:
     bool read(ReadReport* report = nullptr);
     /// As read(), from a text in memory.
     bool readText(std::string text, ReadReport* report = nullptr);
-    /// Replaces the file by the table; false leaves the file alone, and errno says why. So does boost::filesystem::filesystem_error, thrown
-    /// if the file's folder can't be looked at, or is missing and can't be made.
+    /// Replaces the file by the table; false leaves the file alone, and errno says why. So does
+    /// boost::filesystem::filesystem_error, thrown if the file's folder can't be looked at, or is missing and can't be
+    /// made.
     bool write();
     /// Empties the table and writes it.
     bool reset();

@@ -1,7 +1,5 @@
 #include "preferences/PreferenceUpdater.h"
 
-#include <malloc.h>
-
 #include <exception>
 #include <optional>
 
@@ -30,6 +28,8 @@ constexpr size_t mostGrowth = 1 << 26;
 
 PreferenceUpdater::PreferenceUpdater(bool useUserFile) : store(std::make_unique<PreferenceStore>(useUserFile)) {}
 
+PreferenceUpdater::PreferenceUpdater(const std::string& path) : store(std::make_unique<PreferenceStore>(path)) {}
+
 int PreferenceUpdater::update()
 {
     changedCount = 0;
@@ -38,8 +38,7 @@ int PreferenceUpdater::update()
     {
         if (!store->read())
             return Failed;
-        moveAll();
-        if (summary() == Nothing)
+        if (migrate() == Nothing)
             return Nothing;
         // Also after a failure, so that what was moved reaches the file.
         return store->write() ? summary() : Failed;
@@ -151,8 +150,36 @@ std::map<std::string, PreferenceUpdater::CardKeys> PreferenceUpdater::cardsByGro
     return result;
 }
 
-void PreferenceUpdater::moveAll()
+/// How many bytes the moves add to the file.
+size_t PreferenceUpdater::growthOf(const std::vector<Move>& moves, const CardKeys& cards)
 {
+    size_t growth = 0;
+    for (const Move& move : moves)
+        if (const auto* text = boost::variant2::get_if<std::string>(&move.value)) // as all that was read
+            growth += PreferenceIO::writtenSize(*text) * cards.size();
+    return growth;
+}
+
+PreferenceUpdater::GroupMove PreferenceUpdater::moveGroup(const std::string& key, const std::vector<Move>& moves,
+                                                          const CardKeys& cards, size_t& room)
+{
+    GroupMove result = {key, GroupMove::NoCards, {}, cards.size()};
+    for (const Move& move : moves)
+        result.names.push_back(move.oldName);
+    if (const size_t growth = growthOf(moves, cards); growth > room)
+        result.outcome = GroupMove::BeyondBound;
+    else if (move(key, moves, cards) == Moved)
+    {
+        result.outcome = GroupMove::Done;
+        room -= growth;
+    }
+    return result;
+}
+
+int PreferenceUpdater::migrate(GroupMoves* groups)
+{
+    changedCount = 0;
+    failedCount = 0;
     size_t room = mostGrowth;
     std::optional<std::map<std::string, CardKeys>> cards; // of all groups in one walk, once there is something to move
     for (const auto& [key, attributes] : store->table)    // a move makes no key and removes none
@@ -163,21 +190,12 @@ void PreferenceUpdater::moveAll()
         if (moves.empty())
             continue;
         if (!cards)
-        {
-            // The parser has left many small pieces of memory: attributes that fill them lie scattered.
-            malloc_trim(0);
             cards = cardsByGroup();
-        }
-        const CardKeys& members = (*cards)[key];
-        size_t growth = 0;
-        for (const Move& move : moves)
-            if (const auto* text = boost::variant2::get_if<std::string>(&move.value)) // as all that was read
-                growth += PreferenceIO::writtenSize(*text) * members.size();
-        const bool fits = growth <= room;
-        const int result = fits ? move(key, moves, members) : Failed;
-        if (fits)
-            room -= growth;
+        GroupMove moved = moveGroup(key, moves, (*cards)[key], room);
         for (size_t i = 0; i < moves.size(); ++i)
-            tally(result);
+            tally(moved.outcome == GroupMove::Done ? Moved : Failed);
+        if (groups)
+            groups->push_back(std::move(moved));
     }
+    return summary();
 }

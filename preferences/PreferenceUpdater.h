@@ -97,5 +97,7 @@ private:
 
     std::vector<Move> movesOf(const std::string& key) const;
     int move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
+    static size_t growthOf(const std::vector<Move>& moves, const CardKeys& cards);
+    GroupMove moveGroup(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards, size_t& room);
     std::map<std::string, CardKeys> cardsByGroup() const;
 };

@@ -1,0 +1,193 @@
+#include "preferences/ElementWalk.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace
+{
+
+constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
+
+/// More names of one element than this are looked up, not walked through.
+constexpr size_t longestWalk = 16;
+
+std::string_view wordAt(const char* at) { return {at, strcspn(at, " \t\n<>")}; }
+
+Loss lossOf(const TiXmlNode& node)
+{
+    return node.ToComment() ? Loss::Comment : node.ToText() ? Loss::Text : Loss::Markup;
+}
+
+}
+
+ElementWalk::ElementWalk(const std::string& text, ReportWriter& report)
+    : TiXmlElement("walk"), position(text.c_str()), report(report)
+{
+    if (text.starts_with(byteOrderMark))
+    {
+        encoding = TIXML_ENCODING_UTF8;
+        report.pass(Loss::Encoding, position, "byte order mark");
+    }
+}
+
+bool ElementWalk::walk()
+{
+    for (skipSpace(); !over() && !refused; skipSpace())
+        step();
+    if (!refused && !open.empty())
+        refuse(open.back().start, "<", open.back().name, "> is not closed");
+    return !refused;
+}
+
+bool ElementWalk::refuse(const char* at, const char* before, std::string_view name, const char* after)
+{
+    refused = true;
+    report.refuse(at, before, name, after);
+    return false;
+}
+
+void ElementWalk::step()
+{
+    if (*position != '<')
+        readText();
+    else if (!open.empty() && position[1] == '/')
+        readEndTag();
+    else if (IsAlpha(static_cast<unsigned char>(position[1]), encoding) || position[1] == '_')
+        readElement();
+    else
+        readMarkup();
+}
+
+/// Outside all elements a text ends the reading.
+void ElementWalk::readText()
+{
+    pass(open.empty() ? Loss::Rest : Loss::Text, position, wordAt(position));
+    position = open.empty() ? nullptr : ReadText(position, &scratch, true, "<", false, encoding);
+    if (position)
+        --position;
+}
+
+/// A comment, a declaration, and whatever else is no element.
+void ElementWalk::readMarkup()
+{
+    const char* const start = position;
+    const std::unique_ptr<TiXmlNode> node(Identify(start, encoding));
+    position = node->Parse(start, nullptr, encoding);
+    if (node->ToDeclaration() && open.empty() && !declared)
+        declare(start, *node->ToDeclaration());
+    else
+        pass(lossOf(*node), start, wordAt(start + 1));
+    if (position)
+        return;
+    if (!open.empty())
+        refuse(start, "<", wordAt(start + 1), " does not end");
+    else
+        pass(Loss::Rest, start, wordAt(start));
+}
+
+/// The first declaration decides on the encoding of what follows, unless a byte order mark has.
+void ElementWalk::declare(const char* start, const TiXmlDeclaration& declaration)
+{
+    declared = true;
+    const char* const name = declaration.Encoding();
+    if (strcasecmp(name, "ISO-8859-1") != 0)
+        pass(Loss::Encoding, start, *name ? name : "none");
+    if (encoding != TIXML_ENCODING_UNKNOWN)
+        return;
+    const bool utf8 = !*name || strncasecmp(name, "UTF-8", 5) == 0 || strncasecmp(name, "UTF8", 4) == 0;
+    encoding = utf8 ? TIXML_ENCODING_UTF8 : TIXML_ENCODING_LEGACY;
+}
+
+void ElementWalk::readElement()
+{
+    const char* const start = position++;
+    skipSpace();
+    const char* const nameStart = position;
+    position = position ? ReadName(position, &scratch, encoding) : nullptr;
+    if (over())
+    {
+        refuse(start, "this element has no name, or ends in it");
+        return;
+    }
+    const Element element = {start, {nameStart, scratch.size()}};
+    if (!begin(start, scratch))
+        return;
+    const bool empty = readTag(element);
+    if (refused)
+        return;
+    take();
+    if (empty)
+        end();
+    else
+        open.push_back(element);
+}
+
+/// True if the element ends with its tag.
+bool ElementWalk::readTag(const Element& element)
+{
+    names.clear();
+    for (skipSpace(); !over() && *position != '/' && *position != '>'; skipSpace())
+        if (!readAttribute())
+            return false;
+    if (over())
+        return refuse(element.start, "the tag <", element.name, " does not end");
+    const bool empty = *position == '/';
+    if (empty && position[1] != '>')
+        return refuse(position, "'/' without '>'");
+    position += empty ? 2 : 1;
+    return empty;
+}
+
+bool ElementWalk::readAttribute()
+{
+    const char* const start = position;
+    position = parsed.Parse(start, nullptr, encoding);
+    const std::string& name = parsed.NameTStr();
+    if (over())
+        return refuse(start, "'", wordAt(start), "' is no attribute with a value in quotes");
+    if (!names.add({start, name.size()}))
+        return refuse(start, "the attribute '", name, "' stands there twice");
+    attribute(start, name, parsed.ValueStr());
+    return true;
+}
+
+void ElementWalk::readEndTag()
+{
+    const char* const start = position;
+    const std::string_view name = open.back().name;
+    position += 2;
+    if (strncmp(position, name.data(), name.size()) == 0)
+    {
+        position += name.size();
+        skipSpace();
+        if (!over() && *position == '>')
+        {
+            ++position;
+            open.pop_back();
+            end();
+            return;
+        }
+    }
+    refuse(start, "</", name, "> is missing here");
+}
+
+void ElementWalk::Names::clear()
+{
+    few.clear();
+    many.clear();
+}
+
+bool ElementWalk::Names::add(std::string_view name)
+{
+    if (!many.empty())
+        return many.insert(name).second;
+    if (std::find(few.begin(), few.end(), name) != few.end())
+        return false;
+    few.push_back(name);
+    if (few.size() > longestWalk)
+        many.insert(few.begin(), few.end());
+    return true;
+}

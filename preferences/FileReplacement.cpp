@@ -1,0 +1,69 @@
+#include "preferences/FileReplacement.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include <boost/filesystem.hpp>
+
+namespace
+{
+
+/// The finished file is everybody's, whatever the umask says.
+constexpr mode_t openToAll = 0666;
+
+std::string folderOf(const boost::filesystem::path& path)
+{
+    const boost::filesystem::path parent = path.parent_path();
+    return parent.empty() ? "." : parent.string();
+}
+
+std::string madeFolderOf(const boost::filesystem::path& path)
+{
+    const std::string folder = folderOf(path);
+    if (!is_directory(boost::filesystem::status(folder)))
+        create_directories(boost::filesystem::path(folder));
+    return folder;
+}
+
+}
+
+FileReplacement::FileReplacement(const std::string& path) : path(path)
+{
+    const std::string folderName = madeFolderOf(path);
+    temporary = folderName + "." + boost::filesystem::path(path).filename().string() + "~XXXXXX";
+    file = Descriptor(mkostemp(temporary.data(), O_CLOEXEC));
+    if (!file)
+        return;
+    pending = true;
+    static_cast<void>(fchmod(file.get(), openToAll)); // without it the file is root's alone, but whole
+    folder = Descriptor(open(folderName.c_str(), O_RDONLY | O_CLOEXEC));
+    content = Stream(fdopen(file.get(), "wb"));
+    if (content)
+        file.release();
+}
+
+FileReplacement::~FileReplacement()
+{
+    const int error = errno; // of what failed
+    if (pending)
+        unlink(temporary.c_str());
+    content = Stream();
+    folder = Descriptor();
+    file = Descriptor();
+    errno = error;
+}
+
+bool FileReplacement::commit()
+{
+    if (!content || ferror(content.get()) || fflush(content.get()) != 0 || fdatasync(fileno(content.get())) != 0 ||
+        rename(temporary.c_str(), path.c_str()) != 0)
+        return false;
+    pending = false;
+    if (folder)
+        static_cast<void>(fdatasync(folder.get())); // the file is in place whatever comes of it
+    return true;
+}

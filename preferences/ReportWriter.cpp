@@ -1,0 +1,104 @@
+#include "preferences/ReportWriter.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+
+constexpr size_t longestName = 40;
+
+/// The first line of it, cut where that gets long.
+std::string shortened(std::string_view name)
+{
+    const std::string_view line = name.substr(0, name.find('\n'));
+    return line.size() > longestName ? std::string(line.substr(0, longestName)) + "..." : std::string(line);
+}
+
+}
+
+const char* nameOf(Loss kind)
+{
+    switch (kind)
+    {
+    case Loss::Comment:
+        return "comment";
+    case Loss::Text:
+        return "text";
+    case Loss::Markup:
+        return "other markup";
+    case Loss::Encoding:
+        return "encoding";
+    case Loss::Element:
+        return "other element";
+    case Loss::ElementName:
+        return "element name";
+    case Loss::Attribute:
+        return "other attribute";
+    case Loss::EntryWithoutId:
+        return "entry without an id";
+    case Loss::EntryWithoutSettings:
+        return "entry without a setting";
+    case Loss::IncompleteSetting:
+        return "setting without a name or a value";
+    case Loss::DoubledKey:
+        return "doubled key";
+    case Loss::DoubledSetting:
+        return "doubled setting";
+    case Loss::Rest:
+        return "all that follows";
+    }
+    return "";
+}
+
+ReportWriter::ReportWriter(const std::string& text, ReadReport* report)
+    : text(text), report(report), counted(text.c_str()), line(text.c_str())
+{
+    if (report)
+        *report = {};
+}
+
+void ReportWriter::refuse(const char* at, const char* before, std::string_view name, const char* after)
+{
+    if (!report)
+        return;
+    report->refused = true;
+    report->reason = before + shortened(name) + after;
+    if (!at)
+        return;
+    report->place = placeOf(at);
+    report->line.assign(line, strcspn(line, "\n"));
+}
+
+void ReportWriter::pass(Loss kind, const char* at, std::string_view name)
+{
+    if (report)
+        noted.push_back({at, {kind, {}, shortened(name)}});
+}
+
+void ReportWriter::backTo(size_t count)
+{
+    noted.erase(noted.begin() + static_cast<std::ptrdiff_t>(count), noted.end());
+}
+
+void ReportWriter::finish()
+{
+    std::stable_sort(noted.begin(), noted.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (auto& [at, passed] : noted)
+    {
+        passed.place = placeOf(at);
+        report->passedOver.push_back(std::move(passed));
+    }
+}
+
+/// Not before the last place that was asked for.
+TextPlace ReportWriter::placeOf(const char* at)
+{
+    for (; counted < at; ++counted)
+        if (*counted == '\n')
+        {
+            ++lines;
+            line = counted + 1;
+        }
+    return {lines, static_cast<size_t>(at - line) + 1};
+}
