@@ -1,8 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 
-#include "preferences/SharedPreferenceMutex.h"
+class SharedPreferenceMutex;
 
 /// Holds the shared mutex from construction to destruction, so that no card of the machine saves meanwhile. For one
 /// thread, which also destroys it.
@@ -23,5 +24,8 @@ public:
     bool held() const;
 
 private:
-    SharedPreferenceMutex mutex;
+    /// Waits a part of the time, at most until then. True if the mutex is locked or there is no segment.
+    bool lockWithin(std::chrono::steady_clock::time_point begin, std::chrono::steady_clock::time_point end);
+
+    std::unique_ptr<SharedPreferenceMutex> mutex; ///< Null if there is no segment.
 };
