@@ -12,5 +12,5 @@ void addSet(CLI::App& program, int& status);
 void addUnset(CLI::App& program, int& status);
 void addEdit(CLI::App& program, int& status);
 void addImport(CLI::App& program, int& status);
-void addLock(CLI::App& program, int& status);
+void addLock(CLI::App& program, int& status, char** command); ///< The words of what it runs, behind "--".
 void addWatch(CLI::App& program, int& status);

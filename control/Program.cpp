@@ -1,6 +1,8 @@
 #include "control/Program.h"
 
+#include <algorithm>
 #include <iostream>
+#include <string_view>
 
 #include "control/CommandError.h"
 #include "control/Commands.h"
@@ -19,13 +21,26 @@ int explain(const CLI::App& program, const CLI::ParseError& error)
     return usageError;
 }
 
+/// What `lock` runs stands behind "--" and is none of the parser's business: cuts it off and gives its words.
+char** cutCommand(int& argc, char** argv)
+{
+    char** const end = argv + argc;
+    char** const mark = std::find(argv, end, std::string_view("--"));
+    if (argc < 2 || argv[1] != std::string_view("lock") || mark == end)
+        return end;
+    argc = static_cast<int>(mark - argv);
+    return mark + 1;
+}
+
 }
 
 int runProgram(int argc, char** argv)
 {
+    char** const command = cutCommand(argc, argv);
     CLI::App program("Shows what OstrivaneHelper does, and changes saved settings while it runs.", "ostrivanectl");
     program.require_subcommand(1);
     int status = 0;
+    addLock(program, status, command);
     // addStatus(program, status); ... one line a command, as they come
     try
     {

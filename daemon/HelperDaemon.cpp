@@ -14,21 +14,29 @@
 namespace
 {
 
-/// Puts descriptors 0, 1 and 2 on the null device, so that what a library writes to stderr cannot land in a file that
-/// happened to get number 2.
+constexpr int standardStreams[] = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+
+/// Puts the null device where nobody gave descriptor 0, 1 or 2, so that what goes to stderr cannot land in a file that
+/// happened to get number 2: the shared mutex would be the first.
+void openStandardStreams()
+{
+    for (const int descriptor : standardStreams)
+        if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0)
+            return;
+}
+
 void detachStandardStreams()
 {
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    for (const int descriptor : standardStreams)
         close(descriptor);
-    for (const int flags : {O_RDONLY, O_WRONLY, O_WRONLY})
-        if (open("/dev/null", flags) < 0)
-            return;
+    openStandardStreams();
 }
 
 }
 
 int HelperDaemon::main(int argc, char* argv[])
 {
+    openStandardStreams();
     parseOptions(argc, argv);
     int status = 0;
     if (runAsDaemon)

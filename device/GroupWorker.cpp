@@ -1,10 +1,14 @@
 #include <algorithm>
 
-#include "device/Contained.h"
 #include "device/OstrivaneHelper.h"
+#include "deviceapi/Contained.h"
 
 namespace
 {
+
+/// A device whose peer id can't be read, or changes meanwhile, may leave a sweep without a match. The next one may have
+/// it, but a device that never settles must not keep a removal or a stop waiting.
+constexpr int mostIdleSweeps = 8;
 
 /// The member with the lowest place in the group; of several, the one that arrived first. The places are read anew for
 /// each comparison: a device may change its own.
@@ -22,18 +26,13 @@ const COMPtr<ITessarig>& lowestOf(const OstrivaneHelper::DeviceList& members)
 
 void OstrivaneHelper::groupWorker(DeviceList& members)
 {
-    // Each sweep takes a member out, but for one whose device changes its peer id meanwhile: that is the last, or the
-    // work might never end.
-    contained(
-        [&]
-        {
-            for (size_t former = 0; !members.empty() && members.size() != former;)
-            {
-                former = members.size();
-                if (!sweep(members))
-                    return;
-            }
-        });
+    for (int idleSweeps = 0; !members.empty() && idleSweeps < mostIdleSweeps;)
+    {
+        const size_t former = members.size();
+        if (!sweep(members))
+            return;
+        idleSweeps = members.size() == former ? idleSweeps + 1 : 0;
+    }
 }
 
 /// Makes the listeners of the lowest member and of those of its peers that are members, and takes them out of the list.
@@ -41,6 +40,8 @@ void OstrivaneHelper::groupWorker(DeviceList& members)
 bool OstrivaneHelper::sweep(DeviceList& members)
 {
     COMPtr<ITessarig> current(lowestOf(members));
+    if (!current)
+        return true; // it gave no reference: it may in the next sweep
     const COMPtr<ITessarigHardwareState> hardware(current, IID_ITessarigHardwareState);
     if (!hardware)
         return false;
@@ -49,12 +50,13 @@ bool OstrivaneHelper::sweep(DeviceList& members)
     COMPtr<ITessarigPeerDevice> peer(current, IID_ITessarigPeerDevice);
     COMPtr<ITessarigPeerIterator> iterator;
     if (peer)
-        static_cast<void>(peer->GetPeerIterator(&iterator));
+        contained([&] { static_cast<void>(peer->GetPeerIterator(&iterator)); });
     if (!iterator)
         return false;
     do
         listenToFirstWith(readAttribute(current, Attribute::peid), members);
-    while (iterator->Next(&peer) == S_OK && peer && peer->GetDevice(&current) == S_OK && current);
+    while (contained([&] { return iterator->Next(&peer); }, E_FAIL) == S_OK && peer &&
+           contained([&] { return peer->GetDevice(&current); }, E_FAIL) == S_OK && current);
     return true;
 }
 

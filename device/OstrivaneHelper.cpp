@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "deviceapi/Contained.h"
 #include "preferences/PreferenceUpdater.h"
 
 namespace
@@ -51,6 +52,8 @@ void OstrivaneHelper::start()
 
 void OstrivaneHelper::deviceArrived(const COMPtr<ITessarig>& device)
 {
+    if (!device)
+        return; // it gave no reference, or was none
     const COMPtr<ITessarigGroupedDevice> member(device, IID_ITessarigGroupedDevice);
     if (member)
         gather(device);
@@ -64,7 +67,7 @@ void OstrivaneHelper::deviceRemoved(const COMPtr<ITessarig>& device)
 
     const COMPtr<ITessarigAttributes> attributes(device, IID_ITessarigAttributes);
     int64_t groupId = 0;
-    if (!attributes || attributes->GetInt(Attribute::dgid, &groupId) != S_OK)
+    if (!attributes || contained([&] { return attributes->GetInt(Attribute::dgid, &groupId); }, E_FAIL) != S_OK)
         return;
     leaveGroup(device, groupId);
     // The group's thread may have made this device's listener after the first look.
@@ -112,6 +115,8 @@ void OstrivaneHelper::gather(const COMPtr<ITessarig>& device)
     const int64_t groupId = readAttribute(device, Attribute::dgid);
     const auto memberCount = static_cast<uint64_t>(readAttribute(device, Attribute::nsbd));
     DeviceList arrived(1, device);
+    if (!arrived.front())
+        return; // it gave no reference, and could not be found again
 
     const std::lock_guard lock(groupMutex);
     DeviceList& gathered = gatheredDevices[groupId];

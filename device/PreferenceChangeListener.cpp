@@ -4,13 +4,26 @@
 
 #include <chrono>
 
-#include "device/Contained.h"
+#include "deviceapi/Contained.h"
 
 namespace
 {
 
 /// Between a request and its save: changes that come in one go are saved in two goes at the most.
 constexpr std::chrono::nanoseconds settleTime{500'000};
+
+/// Opens the latch however its scope is left: the library may even end the worker, and whoever ends the listener waits.
+struct Opener
+{
+    ~Opener() { latch.count_down(); }
+    std::latch& latch;
+};
+
+template <typename Source>
+ResultCode query(const COMPtr<Source>& source, const InterfaceId& id, void** out)
+{
+    return contained([&] { return source->QueryInterface(id, out); }, E_FAIL);
+}
 
 }
 
@@ -65,12 +78,14 @@ ResultCode PreferenceChangeListener::Notify(uint32_t topic, int64_t param1, int6
     if (topic == Topic::setd)
         requestSave();
     else if ((topic == Topic::hwic || topic == Topic::hwiC) && hardwareState)
-        contained([&] { forward(topic, static_cast<uint32_t>(param1), param2); }); // the low half is the device's
+        forward(topic, static_cast<uint32_t>(param1), param2); // the low half is the device's
     return S_OK;
 }
 
 void PreferenceChangeListener::requestSave()
 {
+    // Signalled under the lock: the wait has no predicate, so a signal that came late, after the worker has seen `dirty`
+    // and saved, would be taken for another request.
     const std::lock_guard lock(mutex);
     dirty = true;
     wakeup.notify_one();
@@ -78,17 +93,22 @@ void PreferenceChangeListener::requestSave()
 
 void PreferenceChangeListener::forward(uint32_t topic, uint32_t value, int64_t extra)
 {
-    const int32_t result = topic == Topic::hwic ? hardwareState->HandleHardwareNotification(value)
-                                                : hardwareState->HandleHardwareNotificationEx(value, extra);
-    if (result >= 0)
-        static_cast<void>(configuration->HardwareNotificationHandled());
+    const auto handle = [&]
+    {
+        return topic == Topic::hwic ? hardwareState->HandleHardwareNotification(value)
+                                    : hardwareState->HandleHardwareNotificationEx(value, extra);
+    };
+    if (contained(handle, -1) >= 0)
+        contained([this] { static_cast<void>(configuration->HardwareNotificationHandled()); });
 }
 
 void PreferenceChangeListener::workerLoop()
 {
     pthread_setname_np(pthread_self(), "listener");
-    contained([this] { static_cast<void>(startListening()); }); // a device that lacks something is kept, and idle
-    listening.count_down();
+    {
+        const Opener opener{listening};
+        static_cast<void>(startListening()); // a device that lacks something is kept, and idle
+    }
 
     std::unique_lock lock(mutex);
     while (running)
@@ -102,7 +122,7 @@ void PreferenceChangeListener::workerLoop()
         dirty = false;
         lock.unlock();
         std::this_thread::sleep_for(settleTime);
-        contained([this] { save(); });
+        save();
         lock.lock();
     }
 }
@@ -119,19 +139,19 @@ ResultCode PreferenceChangeListener::startListening()
 
 bool PreferenceChangeListener::subscribe()
 {
-    static_cast<void>(device->QueryInterface(IID_ITessarigConfiguration, &configuration));
+    query(device, IID_ITessarigConfiguration, &configuration);
     if (!configuration)
         return false;
-    static_cast<void>(configuration->QueryInterface(IID_ITessarigHardwareState, &hardwareState));
+    query(configuration, IID_ITessarigHardwareState, &hardwareState);
     if (!hardwareState)
         return false;
-    static_cast<void>(device->QueryInterface(IID_ITessarigNotification, &notification));
+    query(device, IID_ITessarigNotification, &notification);
     if (!notification)
         return false;
 
     // Settings changes come last: when the first save can be asked for, all else stands.
     for (const uint32_t topic : {Topic::hwic, Topic::hwiC, Topic::setd})
-        if (notification->Subscribe(topic, this) != S_OK)
+        if (contained([&] { return notification->Subscribe(topic, this); }, E_FAIL) != S_OK)
             return false;
     return true;
 }
@@ -146,6 +166,6 @@ void PreferenceChangeListener::save()
     }
 
     COMPtr<ITessarigTopicBroadcaster> broadcaster;
-    if (device->QueryInterface(IID_ITessarigTopicBroadcaster, &broadcaster) == S_OK && broadcaster)
-        static_cast<void>(broadcaster->Post(Topic::pref, 0, 0));
+    if (query(device, IID_ITessarigTopicBroadcaster, &broadcaster) == S_OK && broadcaster)
+        contained([&] { static_cast<void>(broadcaster->Post(Topic::pref, 0, 0)); });
 }

@@ -1,7 +1,7 @@
 #include "device/TessarigNotifier.h"
 
-#include "device/Contained.h"
 #include "deviceapi/ApiLoader.h"
+#include "deviceapi/Contained.h"
 
 namespace
 {
@@ -39,15 +39,15 @@ void TessarigNotifier::install()
     if (!discovery)
         return;
     int64_t value = notificationRequest;
-    if (information->GetInt(Information::eicf, &value) == S_OK)
-        static_cast<void>(discovery->InstallDeviceNotifications(this)); // no devices come if it failed
+    if (contained([&] { return information->GetInt(Information::eicf, &value); }, E_FAIL) == S_OK)
+        contained([this] { static_cast<void>(discovery->InstallDeviceNotifications(this)); }); // failed: no devices
 }
 
 void TessarigNotifier::uninstall()
 {
     if (!discovery)
         return;
-    static_cast<void>(discovery->UninstallDeviceNotifications());
+    contained([this] { static_cast<void>(discovery->UninstallDeviceNotifications()); });
     discovery.attach(nullptr);
 }
 

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstdio>
 
+#include "deviceapi/Contained.h"
+
 namespace
 {
 
@@ -66,13 +68,20 @@ void loadTessarigPreviewAPI()
 
 #undef RESOLVE_FACTORY
 
+/// Null as well if the factory throws.
+template <typename Type>
+Type* made(Factory<Type> factory)
+{
+    return factory ? contained(factory, nullptr) : nullptr;
+}
+
 }
 
 #define DEFINE_ACCESSOR(Type, name, version)                                                                           \
     Type* name()                                                                                                       \
     {                                                                                                                  \
         pthread_once(&apiOnce, loadTessarigAPI);                                                                       \
-        return name##Factory ? name##Factory() : nullptr;                                                              \
+        return made(name##Factory);                                                                                    \
     }
 TESSARIG_API_FACTORIES(DEFINE_ACCESSOR)
 
@@ -81,7 +90,7 @@ TESSARIG_API_FACTORIES(DEFINE_ACCESSOR)
     {                                                                                                                  \
         pthread_once(&apiOnce, loadTessarigAPI);                                                                       \
         pthread_once(&previewOnce, loadTessarigPreviewAPI);                                                            \
-        return name##Factory ? name##Factory() : nullptr;                                                              \
+        return made(name##Factory);                                                                                    \
     }
 TESSARIG_PREVIEW_API_FACTORIES(DEFINE_PREVIEW_ACCESSOR)
 

@@ -16,8 +16,9 @@
     FACTORY(IUnknown, CreateOpenGL3ScreenPreviewHelper, 0002)
 
 // One accessor a factory. The first call of any opens the library, once for the life of the process; a preview accessor
-// opens both. A library or symbol that is missing costs a line on stderr, and its accessors return null for good.
-// What an accessor returns carries a reference that the caller owns. Safe from any thread.
+// opens both. A library or symbol that is missing costs a line on stderr, and its accessors return null for good; a
+// factory that throws gives null that once. What an accessor returns carries a reference that the caller owns. Safe
+// from any thread.
 #define TESSARIG_DECLARE_ACCESSOR(Type, name, version) Type* name();
 TESSARIG_API_FACTORIES(TESSARIG_DECLARE_ACCESSOR)
 TESSARIG_PREVIEW_API_FACTORIES(TESSARIG_DECLARE_ACCESSOR)

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "deviceapi/Contained.h"
 #include "deviceapi/Unknown.h"
 
 /// Holds one reference to an object of the device library, or nothing.
 ///
-/// A plain value without a lock: one COMPtr is used by one thread at a time, or shared read-only. Distinct COMPtrs to
+/// What AddRef throws leaves the pointer empty, as does a query that throws. What Release throws ends the process: nobody
+/// can tell what is left of the object. A plain value without a lock: one COMPtr is used by one thread at a time, or shared read-only. Distinct COMPtrs to
 /// one object may be used on distinct threads. Two are equal if they point to the same object, whatever their `iid`.
 template <typename T>
 class COMPtr
@@ -31,18 +33,14 @@ public:
     COMPtr() = default;
 
     /// Shares an object that somebody else holds.
-    explicit COMPtr(T* p) : ptr(p)
-    {
-        if (ptr)
-            ptr->AddRef();
-    }
+    explicit COMPtr(T* p) : ptr(share(p)) {}
 
     /// Asks `source` for the interface `id`. Stays empty if the source is null or does not have it: the pointer tells,
     /// the result code does not count.
     explicit COMPtr(IUnknown* source, const InterfaceId& id) : iid(id)
     {
         if (source)
-            static_cast<void>(source->QueryInterface(id, Out(&ptr)));
+            static_cast<void>(contained([&] { return source->QueryInterface(id, Out(&ptr)); }, E_FAIL));
     }
 
     template <typename Source>
@@ -50,11 +48,7 @@ public:
     {
     }
 
-    COMPtr(const COMPtr& other) : iid(other.iid), ptr(other.ptr)
-    {
-        if (ptr)
-            ptr->AddRef();
-    }
+    COMPtr(const COMPtr& other) : iid(other.iid), ptr(share(other.ptr)) {}
 
     COMPtr& operator=(const COMPtr&) = delete;
 
@@ -83,4 +77,7 @@ public:
     explicit operator bool() const { return ptr != nullptr; }
 
     friend bool operator==(const COMPtr& left, const COMPtr& right) { return left.ptr == right.ptr; }
+
+private:
+    static T* share(T* p) { return p && contained([&] { return p->AddRef(), true; }, false) ? p : nullptr; }
 };

@@ -64,10 +64,18 @@ void ElementWalk::step()
 /// Outside all elements a text ends the reading.
 void ElementWalk::readText()
 {
-    pass(open.empty() ? Loss::Rest : Loss::Text, position, wordAt(position));
-    position = open.empty() ? nullptr : ReadText(position, &scratch, true, "<", false, encoding);
+    const char* const start = position;
+    if (open.empty())
+    {
+        pass(Loss::Rest, start, wordAt(start));
+        position = nullptr;
+        return;
+    }
+    position = ReadText(start, &scratch, true, "<", false, encoding);
     if (position)
         --position;
+    if (!std::all_of(scratch.begin(), scratch.end(), [](char byte) { return IsWhiteSpace(byte); }))
+        pass(Loss::Text, start, wordAt(start));
 }
 
 /// A comment, a declaration, and whatever else is no element.

@@ -36,12 +36,18 @@ bool PreferenceStore::get(const std::string& key, const std::string& name, Prefe
 
 void PreferenceStore::set(const std::string& key, const std::string& name, PreferenceValue value)
 {
-    Place& place = placeOf(key);
-    const auto attribute = find(place, name);
-    if (attribute != place.key->second.end())
+    if (!latest || latest->key->first != key)
+    {
+        const auto place = index.lower_bound(key);
+        if (place == index.end() || place->first != key)
+            return append(place, key, name, std::move(value));
+        latest = &place->second;
+    }
+    const auto attribute = find(*latest, name);
+    if (attribute != latest->key->second.end())
         attribute->second = std::move(value);
     else
-        append(place, name, std::move(value));
+        append(*latest, name, std::move(value));
 }
 
 void PreferenceStore::remove(const std::string& key, const std::string& name)
@@ -132,12 +138,28 @@ PreferenceAttributes::iterator PreferenceStore::find(const Place& place, const s
 void PreferenceStore::append(Place& place, const std::string& name, PreferenceValue value)
 {
     PreferenceAttributes& attributes = place.key->second;
-    const auto added = attributes.emplace(attributes.end(), name, std::move(value));
-    if (!place.attributes.empty())
-        place.attributes.emplace(added->first, added);
-    else if (attributes.size() > longestWalk)
+    PreferenceAttributes added;
+    added.emplace_back(name, std::move(value));
+    AttributeIndex entries;
+    if (!place.attributes.empty() || attributes.size() >= longestWalk)
+        entries.emplace(added.front().first, added.begin());
+    if (place.attributes.empty() && !entries.empty())
         for (auto entry = attributes.begin(); entry != attributes.end(); ++entry)
-            place.attributes.emplace(entry->first, entry);
+            entries.emplace(entry->first, entry);
+    attributes.splice(attributes.end(), added);
+    place.attributes.merge(entries);
+}
+
+void PreferenceStore::append(Index::iterator next, const std::string& key, const std::string& name,
+                             PreferenceValue value)
+{
+    PreferenceTable added;
+    added.emplace_back(key, PreferenceAttributes());
+    added.front().second.emplace_back(name, std::move(value));
+    Index entry;
+    entry.emplace(added.front().first, Place{added.begin(), {}});
+    table.splice(table.end(), added);
+    latest = &index.insert(next, entry.extract(entry.begin()))->second;
 }
 
 const PreferenceValue* PreferenceStore::find(const std::string& key, const std::string& name) const
@@ -147,19 +169,4 @@ const PreferenceValue* PreferenceStore::find(const std::string& key, const std::
         return nullptr;
     const auto attribute = find(place->second, name);
     return attribute == place->second.key->second.end() ? nullptr : &attribute->second;
-}
-
-/// Makes the key behind the others if it is not there.
-PreferenceStore::Place& PreferenceStore::placeOf(const std::string& key)
-{
-    if (latest && latest->key->first == key)
-        return *latest;
-    auto place = index.lower_bound(key);
-    if (place == index.end() || place->first != key)
-    {
-        const auto added = table.emplace(table.end(), key, PreferenceAttributes());
-        place = index.emplace_hint(place, added->first, Place{added, {}});
-    }
-    latest = &place->second;
-    return *latest;
 }

@@ -44,7 +44,8 @@ public:
     bool has(const std::string& key, const std::string& name) const;
     /// False leaves `value` alone.
     bool get(const std::string& key, const std::string& name, PreferenceValue& value) const;
-    /// Makes the key and the attribute, each behind those that are there, or changes the value where it stands.
+    /// Makes the key and the attribute, each behind those that are there, or changes the value where it stands. If
+    /// there is no memory for it, throws std::bad_alloc and has changed nothing.
     void set(const std::string& key, const std::string& name, PreferenceValue value);
     void set(const std::string& key, const std::string& name, const char* literal) = delete;
     /// The key stays, even without attributes.
@@ -85,12 +86,14 @@ private:
         PreferenceTable::iterator key;
         AttributeIndex attributes; ///< Where they stand, once there are so many that a walk would take longer.
     };
+    using Index = std::map<std::string_view, Place>;
 
     static PreferenceAttributes::iterator find(const Place& place, const std::string& name);
-    static void append(Place& place, const std::string& name, PreferenceValue value);
     const PreferenceValue* find(const std::string& key, const std::string& name) const;
-    Place& placeOf(const std::string& key);
+    // Both make all that is new first: linking it in can't fail.
+    static void append(Place& place, const std::string& name, PreferenceValue value);
+    void append(Index::iterator next, const std::string& key, const std::string& name, PreferenceValue value);
 
-    std::map<std::string_view, Place> index; ///< Ordered, as whoever writes the file could choose keys of one hash.
-    Place* latest = nullptr;                 ///< That of the last set(), as one key's attributes are set in a row.
+    Index index;             ///< Ordered, as whoever writes the file could choose keys of one hash.
+    Place* latest = nullptr; ///< That of the last set(), as one key's attributes are set in a row.
 };

@@ -18,6 +18,16 @@ constexpr int creationRounds = 16;
 
 constexpr mode_t openToAll = 0666;
 
+/// Without memory behind the segment the first touch would end this process by SIGBUS, and any user can fill the file
+/// system.
+bool allocate(int fd)
+{
+    int error = EINTR;
+    while (error == EINTR)
+        error = posix_fallocate(fd, 0, segmentSize);
+    return error == 0;
+}
+
 }
 
 SharedPreferenceMutex::~SharedPreferenceMutex()
@@ -47,8 +57,15 @@ bool SharedPreferenceMutex::open(bool create)
     segment = nullptr;
     close(fd);
     if (create)
-        shm_unlink(name); // the name is this creator's: it made it, and nobody could use what stands there
+        shm_unlink(name); // nobody could use what this creator has made there, unless another one has replaced it since
     return false;
+}
+
+bool SharedPreferenceMutex::isReady() const
+{
+    // The threads library sets the kind last of all. It is never 0 for a recursive or shared mutex, and negative for
+    // one that was destroyed.
+    return segment && __atomic_load_n(&segment->__data.__kind, __ATOMIC_ACQUIRE) > 0;
 }
 
 void SharedPreferenceMutex::lock()
@@ -61,6 +78,20 @@ void SharedPreferenceMutex::unlock()
 {
     if (segment)
         pthread_mutex_unlock(segment);
+}
+
+bool SharedPreferenceMutex::lockUntil(std::chrono::steady_clock::time_point deadline)
+{
+    using namespace std::chrono;
+    const auto since = deadline.time_since_epoch();
+    const auto whole = floor<seconds>(since);
+    const timespec time = {whole.count(), duration_cast<nanoseconds>(since - whole).count()};
+    return segment && pthread_mutex_clocklock(segment, CLOCK_MONOTONIC, &time) == 0;
+}
+
+pid_t SharedPreferenceMutex::holder() const
+{
+    return segment ? __atomic_load_n(&segment->__data.__owner, __ATOMIC_RELAXED) : 0;
 }
 
 bool SharedPreferenceMutex::openDescriptor(bool create)
@@ -91,6 +122,8 @@ bool SharedPreferenceMutex::mapSegment(bool create)
         if (fstat(fd, &status) != 0 || status.st_size < static_cast<off_t>(segmentSize))
             return false;
     }
+    if (!allocate(fd))
+        return false;
     void* mapped = mmap(nullptr, segmentSize, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     if (mapped == MAP_FAILED)
         return false;

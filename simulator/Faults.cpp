@@ -39,6 +39,12 @@ void Faults::slow(const std::string& call, std::chrono::nanoseconds time)
     put(delays, call, time);
 }
 
+void Faults::interrupt(const std::string& call, std::function<void()> action)
+{
+    const std::lock_guard lock(mutex);
+    actions[call] = std::move(action);
+}
+
 void Faults::absent(const std::string& interface)
 {
     const std::lock_guard lock(mutex);
@@ -50,7 +56,10 @@ ResultCode Faults::answer(const std::string& operation, const std::string& argum
     std::unique_lock lock(mutex);
     const ResultCode code = valueOf(codes, operation, argument);
     const std::chrono::nanoseconds delay = valueOf(delays, operation, argument);
+    const std::function<void()> action = valueOf(actions, operation, argument);
     lock.unlock();
+    if (action)
+        action();
     if (delay.count() > 0)
         std::this_thread::sleep_for(delay);
     return code;

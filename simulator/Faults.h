@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -19,6 +20,8 @@ public:
     void fail(const std::string& call, ResultCode code);
     /// The call takes this much longer; 0 ends that.
     void slow(const std::string& call, std::chrono::nanoseconds time);
+    /// The call carries this out on its thread before anything else: it may throw, or end the thread.
+    void interrupt(const std::string& call, std::function<void()> action);
     /// A query for the interface finds nothing.
     void absent(const std::string& interface);
 
@@ -30,5 +33,6 @@ private:
     mutable std::mutex mutex;
     std::map<std::string, ResultCode> codes;
     std::map<std::string, std::chrono::nanoseconds> delays;
+    std::map<std::string, std::function<void()>> actions;
     std::set<std::string> absentInterfaces;
 };

@@ -143,9 +143,8 @@ ResultCode SimulatedCard::Notification::Subscribe(uint32_t topic, ITessarigNotif
 
 ResultCode SimulatedCard::Notification::Unsubscribe(uint32_t topic, ITessarigNotificationCallback* callback)
 {
-    const ResultCode result = object.called(face, "Unsubscribe", codeText(topic));
     object.subscriptions.remove(topic, callback); // whatever it answers, it keeps its promise
-    return result;
+    return object.called(face, "Unsubscribe", codeText(topic));
 }
 
 ResultCode SimulatedCard::Broadcaster::Post(uint32_t topic, int64_t param1, int64_t param2)

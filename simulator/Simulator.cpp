@@ -37,9 +37,8 @@ public:
 
         ResultCode UninstallDeviceNotifications() override
         {
-            static_cast<void>(object.called(face, "UninstallDeviceNotifications"));
             Simulator::instance().uninstall();
-            return S_OK;
+            return object.called(face, "UninstallDeviceNotifications");
         }
     };
 

@@ -56,6 +56,16 @@ TEST_F(ListenerTest, AStopDuringASaveLetsItPostAndDropsTheRest)
     EXPECT_EQ(count("Post"), 1);
 }
 
+TEST_F(ListenerTest, AThreadOfTheLibraryMayEndInsideANotification)
+{
+    listen();
+    faults(17).interrupt("HandleHardwareNotification", [] { pthread_exit(nullptr); });
+    std::atomic<bool> returned = false;
+    std::thread([&] { returned = listener->Notify(Topic::hwic, 1, 0) == S_OK; }).join();
+    EXPECT_FALSE(returned);
+    end();
+}
+
 TEST_F(ListenerTest, ARemovalThatOvertakesTheStartLeavesNoSubscription)
 {
     faults(17).slow("PrepareDevice", 50ms);

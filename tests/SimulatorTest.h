@@ -1,5 +1,7 @@
 #pragma once
 
+#include <stdexcept>
+
 #include <gtest/gtest.h>
 
 #include "simulator/Simulator.h"
@@ -28,6 +30,14 @@ protected:
 
     Faults& faults(int64_t id) { return simulator.recordOf(std::to_string(id))->faults; }
     CallLog& calls(int64_t id) { return simulator.recordOf(std::to_string(id))->calls; }
+    /// The call fails with 5, or throws.
+    void spoil(int64_t id, const std::string& call, bool throwing)
+    {
+        if (throwing)
+            faults(id).interrupt(call, [] { throw std::runtime_error("thrown by the library"); });
+        else
+            faults(id).fail(call, 5);
+    }
     bool waitForCall(int64_t id, const char* call, int count = 1)
     {
         return waitFor([&] { return calls(id).count(call) >= count; });

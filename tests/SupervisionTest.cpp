@@ -65,26 +65,34 @@ protected:
 
 TEST_F(SupervisionTest, ADeviceThatLacksSomethingIsKeptAsFarAsItGoes)
 {
-    using Row = std::tuple<const char*, const char*, int, int, int>; // absent, failing, subscriptions, saves, posts
-    for (const auto& [absent, failing, subscribed, saves, posts] :
-         {Row{"ITessarigHardwareState", "", 0, 0, 0},
-          {"ITessarigConfiguration", "", 0, 0, 0},
-          {"ITessarigHardwareState@configuration", "", 0, 0, 0},
-          {"ITessarigNotification", "", 0, 1, 1},
-          {"ITessarigTopicBroadcaster", "", 3, 1, 0},
-          {"ITessarigAttributes", "", 3, 1, 1},
-          {"", "Subscribe", 1, 1, 1},
-          {"", "Subscribe:hwic", 1, 1, 1},
-          {"", "Subscribe:hwiC", 2, 1, 1},
-          {"", "Subscribe:setd", 3, 1, 1},
-          {"", "PersistState", 3, 1, 1},
-          {"", "PrepareDevice", 3, 1, 1}})
+    using Row = std::tuple<std::string, int, int, int>; // absent, failing or throwing; subscriptions, saves, posts
+    const Row rows[] = {{"@ITessarigHardwareState@configuration", 0, 0, 0},
+                        {"QueryInterface:ITessarigHardwareState", 0, 0, 0},
+                        {"QueryInterface:ITessarigConfiguration", 0, 0, 0},
+                        {"QueryInterface:ITessarigNotification", 0, 1, 1},
+                        {"QueryInterface:ITessarigTopicBroadcaster", 3, 1, 0},
+                        {"QueryInterface:ITessarigAttributes", 3, 1, 1},
+                        {"QueryInterface:ITessarigGroupedDevice", 3, 1, 1},
+                        {"Subscribe", 1, 1, 1},
+                        {"Subscribe:hwic", 1, 1, 1},
+                        {"Subscribe:hwiC", 2, 1, 1},
+                        {"Subscribe:setd", 3, 1, 1},
+                        {"Unsubscribe", 3, 1, 1},
+                        {"HandleHardwareNotification", 3, 1, 1},
+                        {"HardwareNotificationHandled", 3, 1, 1},
+                        {"GetInt:dgid", 3, 1, 1},
+                        {"PersistState", 3, 1, 1},
+                        {"PrepareDevice", 3, 1, 1},
+                        {"Post", 3, 1, 1}};
+    for (size_t i = 0; i < 2 * std::size(rows); ++i)
     {
-        SCOPED_TRACE(std::string(absent) + failing);
-        faults(17).absent(absent);
+        const auto& [spoilt, subscribed, saves, posts] = rows[i / 2];
+        SCOPED_TRACE(spoilt + (i % 2 ? " throws" : ""));
+        if (spoilt.starts_with("@"))
+            faults(17).absent(spoilt.substr(1));
         for (const ResultCode code : {E_FAIL, S_OK})
             faults(17).fail("Subscribe:hwic", code); // has ended, so it doesn't stand before "Subscribe"
-        faults(17).fail(failing, 5);
+        spoil(17, spoilt, i % 2);
         plugged(17);
         ASSERT_EQ(helper->listeners.size(), 1U);
         PreferenceChangeListener& listener = *helper->listeners.front();
@@ -118,26 +126,54 @@ TEST_F(SupervisionTest, TheNewestListenerOfADeviceGoesFirst)
     EXPECT_EQ(listenedTo(), (Ids{1, 2}));
     helper.reset(); // ends the newest first
     EXPECT_LT(calls(2).history().back().time, calls(1).history().back().time);
+    restart(); // finds what is there already
+    EXPECT_EQ(listenedTo(), (Ids{1, 2}));
+}
+
+TEST_F(SupervisionTest, NobodyElseWaitsForARemovalWhoseSaveWaitsForAnotherProgram)
+{
+    plugged(1);
+    helper->preferenceMutex.lock();
+    simulator.find(1)->change("Gain", "1");
+    std::thread removal([&] { simulator.unplug(1); });
+    EXPECT_TRUE(waitForCall(1, "Unsubscribe", 3));
+    std::atomic<bool> arrived = false;
+    std::thread arrival([&] { arrived = plugged(2) != nullptr; });
+    EXPECT_TRUE(waitFor([&] { return arrived.load(); }));
+    helper->preferenceMutex.unlock();
+    arrival.join();
+    removal.join();
+    EXPECT_EQ(listenedTo(), (Ids{2}));
 }
 
 TEST_F(SupervisionTest, NoDeviceIsTakenFromALibraryThatRefuses)
 {
-    helper.reset();
-    const std::shared_ptr<Record> api = simulator.recordOf("api");
-    api->faults.fail("GetInt:eicf", 5);
-    restart();
-    plugged(1);
-    EXPECT_TRUE(helper->listeners.empty());
-    helper->notifier.install(); // a second time asks for nothing
-    EXPECT_EQ(api->calls.count("CreateTessarigDiscoveryInstance"), 2);
-    EXPECT_EQ(helper->notifier.QueryInterface(IID_IUnknown, nullptr), E_NOINTERFACE);
+    for (const char* call : {"GetInt:eicf", "InstallDeviceNotifications", "CreateTessarigDiscoveryInstance",
+                             "CreateTessarigAPIInformationInstance"})
+        for (const bool throwing : {false, true})
+        {
+            SCOPED_TRACE(call);
+            helper.reset();
+            simulator.reset();
+            const std::shared_ptr<Record> api = simulator.recordOf("api");
+            api->faults.interrupt("UninstallDeviceNotifications", [] { throw std::bad_alloc(); });
+            (throwing ? api->faults.interrupt(call, [] { throw std::bad_alloc(); }) : api->faults.fail(call, 5));
+            restart();
+            plugged(1);
+            EXPECT_TRUE(helper->listeners.empty());
+            const int asked = api->calls.count("CreateTessarigDiscoveryInstance");
+            if (helper->notifier.discovery)
+                helper->notifier.install(); // a second time asks for nothing
+            EXPECT_EQ(api->calls.count("CreateTessarigDiscoveryInstance"), asked);
+            EXPECT_EQ(helper->notifier.QueryInterface(IID_IUnknown, nullptr), E_NOINTERFACE);
+        }
 }
 
 TEST_F(SupervisionTest, AGroupsListenersComeInTheOrderOfThePeersOfTheLowestMember)
 {
     using Member = std::tuple<int64_t, int64_t, int64_t, Ids>; // id, order, peer id and peers
     // The members in the order of their arrival, a fault of card 1, the listeners, how often the group was prepared.
-    using Row = std::tuple<const char*, std::vector<Member>, const char*, Ids, int>;
+    using Row = std::tuple<const char*, std::vector<Member>, std::string, Ids, int>;
     const Row rows[] = {
         {"peers of one another", {{3, 2, 3, {}}, {1, 0, 1, {3, 2}}, {2, 1, 2, {}}}, "", {1, 3, 2}, 1},
         {"the first of equals", {{2, 5, 2, {1}}, {1, 5, 1, {2}}}, "", {2, 1}, 1},
@@ -147,18 +183,21 @@ TEST_F(SupervisionTest, AGroupsListenersComeInTheOrderOfThePeersOfTheLowestMembe
         {"two with one key", {{1, 0, 9, {2, 3}}, {2, 1, 9, {}}, {3, 2, 3, {}}}, "", {1, 2, 3}, 1},
         {"a peer that was never gathered", {{1, 0, 1, {8, 2}}, {2, 1, 2, {}}}, "", {1, 2}, 1},
         {"a single member", {{1, 4, 4, {}}}, "", {1}, 1},
-        {"no state", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "absent 1 ITessarigHardwareState", {}, 0},
-        {"no peer interface", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "absent 1 ITessarigPeerDevice", {}, 1},
-        {"no iterator", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "fail 1 GetPeerIterator 5", {}, 1},
-        {"no device", {{2, 0, 2, {3, 1}}, {1, 1, 1, {}}, {3, 2, 3, {}}}, "fail 1 GetDevice 5", {2, 3, 1}, 2},
-        {"no place reads as 0", {{2, 3, 2, {1}}, {1, 9, 1, {2}}}, "fail 1 GetInt:subi 5", {1, 2}, 1},
-        {"no attributes at all", {{1, 1, 5, {2}}, {2, 0, 2, {1}}}, "fail 1 GetInt:peid 5", {2, 1}, 1},
-        {"no count: complete at once", {{1, 0, 1, {}}}, "fail 1 GetInt:nsbd 5", {1}, 1},
+        {"no state", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "QueryInterface:ITessarigHardwareState", {}, 0},
+        {"no peer interface", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "QueryInterface:ITessarigPeerDevice", {}, 1},
+        {"no iterator", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "GetPeerIterator", {}, 1},
+        {"no device", {{2, 0, 2, {3, 1}}, {1, 1, 1, {}}, {3, 2, 3, {}}}, "GetDevice", {2, 3, 1}, 2},
+        {"no place reads as 0", {{2, 3, 2, {1}}, {1, 9, 1, {2}}}, "GetInt:subi", {1, 2}, 1},
+        {"no attributes at all", {{1, 1, 5, {2}}, {2, 0, 2, {1}}}, "GetInt:peid", {2, 1}, 1},
+        {"no next peer", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "Next", {1, 2}, 2},
+        {"not prepared", {{1, 0, 1, {2}}, {2, 1, 2, {}}}, "PrepareGroup", {1, 2}, 1},
+        {"no count: complete at once", {{1, 0, 1, {}}}, "GetInt:nsbd", {1}, 1},
     };
-    for (const auto& [what, members, fault, expected, preparations] : rows)
+    for (size_t i = 0; i < 2 * std::size(rows); ++i)
     {
-        SCOPED_TRACE(what);
-        execute(simulator, fault);
+        const auto& [what, members, fault, expected, preparations] = rows[i / 2];
+        SCOPED_TRACE(std::string(what) + (i % 2 ? ", thrown" : ""));
+        spoil(1, fault, i % 2);
         for (const auto& [id, order, peer, peers] : members)
             simulator.plug(id, GroupPlace{16, static_cast<int64_t>(members.size()), order, peer, peers});
         finishGroup();
@@ -169,6 +208,25 @@ TEST_F(SupervisionTest, AGroupsListenersComeInTheOrderOfThePeersOfTheLowestMembe
         EXPECT_EQ(simulator.ledger.total(), 1);
         EXPECT_TRUE(helper->gatheredDevices.empty());
     }
+    // One read of a peer id that goes wrong, whichever, costs nobody; a device that never settles is given up.
+    int reads = 1;
+    for (int wrong = 0; wrong < reads; ++wrong)
+    {
+        reads = 0;
+        for (const int64_t id : {1, 2, 3})
+        {
+            faults(id).interrupt("GetInt:peid", [&] { reads++ == wrong ? throw std::bad_alloc() : void(); });
+            simulator.plug(id, GroupPlace{16, 3, id, id, {}});
+        }
+        finishGroup();
+        EXPECT_EQ(listenedTo(), (Ids{1, 2, 3})) << wrong;
+        simulator.reset();
+    }
+    faults(1).interrupt("GetInt:peid", [&] { ++reads % 2 == 0 ? throw std::bad_alloc() : void(); });
+    simulator.plug(1, GroupPlace{16, 1, 1, 1, {}});
+    finishGroup();
+    EXPECT_EQ(listenedTo(), Ids{});
+    EXPECT_EQ(calls(1).count("PrepareGroup"), 8);
 }
 
 TEST_F(SupervisionTest, EveryStateOfAGroupIsEnteredAndLeft)
