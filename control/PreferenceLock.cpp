@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "control/CommandError.h"
+#include "control/HeldSignals.h"
 #include "control/MutexHolder.h"
 #include "control/SegmentState.h"
 #include "preferences/SharedPreferenceMutex.h"
@@ -108,6 +109,7 @@ bool PreferenceLock::lockWithin(steady_clock::time_point begin, steady_clock::ti
             return false;
         throw systemError("can't use the shared mutex " + segmentPath);
     }
+    auto held = std::make_unique<HeldSignals>(); // for a slice, so that a wait can be ended
     const auto wait = std::clamp<steady_clock::duration>(end - steady_clock::now(), milliseconds(0), slice);
     if (!isSegment(*attached, state.file) || !lockFor(attached->segment, wait))
         return false;
@@ -117,5 +119,6 @@ bool PreferenceLock::lockWithin(steady_clock::time_point begin, steady_clock::ti
         return false;
     }
     mutex = std::move(attached);
+    signals = std::move(held);
     return true;
 }
