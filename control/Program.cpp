@@ -41,6 +41,8 @@ int runProgram(int argc, char** argv)
     program.require_subcommand(1);
     int status = 0;
     addLock(program, status, command);
+    addList(program, status);
+    addGet(program, status);
     // addStatus(program, status); ... one line a command, as they come
     try
     {
