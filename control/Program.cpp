@@ -43,6 +43,7 @@ int runProgram(int argc, char** argv)
     addLock(program, status, command);
     addList(program, status);
     addGet(program, status);
+    addCheck(program, status);
     // addStatus(program, status); ... one line a command, as they come
     try
     {
