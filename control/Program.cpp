@@ -44,6 +44,9 @@ int runProgram(int argc, char** argv)
     addList(program, status);
     addGet(program, status);
     addCheck(program, status);
+    addSet(program, status);
+    addUnset(program, status);
+    addImport(program, status);
     // addStatus(program, status); ... one line a command, as they come
     try
     {
