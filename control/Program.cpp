@@ -47,6 +47,7 @@ int runProgram(int argc, char** argv)
     addSet(program, status);
     addUnset(program, status);
     addImport(program, status);
+    addEdit(program, status);
     // addStatus(program, status); ... one line a command, as they come
     try
     {
