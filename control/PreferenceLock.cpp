@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "control/CommandError.h"
+#include "control/HeldSignals.h"
 #include "control/MutexHolder.h"
 #include "control/SegmentState.h"
 #include "preferences/SharedPreferenceMutex.h"
@@ -88,6 +89,7 @@ bool PreferenceLock::lockWithin(steady_clock::time_point begin, steady_clock::ti
             return false;
         throw systemError("can't use the shared mutex " + segmentPath);
     }
+    auto held = std::make_unique<HeldSignals>(); // for a slice, so that a wait can be ended
     if (!attached->isReady() || !attached->lockUntil(std::min(end, steady_clock::now() + slice)))
         return false;
     if (!attached->isCurrent()) // replaced meanwhile, as by a daemon that was started anew
@@ -96,5 +98,6 @@ bool PreferenceLock::lockWithin(steady_clock::time_point begin, steady_clock::ti
         return false;
     }
     mutex = std::move(attached);
+    signals = std::move(held);
     return true;
 }

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 
+class HeldSignals;
 class SharedPreferenceMutex;
 
 /// Holds the shared mutex from construction to destruction, so that no card of the machine saves meanwhile. For one
@@ -10,6 +11,8 @@ class SharedPreferenceMutex;
 ///
 /// Where no segment stands, no daemon runs and no card saves: then nothing is held and none is made. A segment that was
 /// replaced during the wait, as by a daemon that was started anew, is given up for the new one.
+///
+/// While it is held this thread's signals wait: a process that ended with it would leave it locked for good.
 class PreferenceLock
 {
 public:
@@ -27,5 +30,6 @@ private:
     /// Waits a part of the time, at most until then. True if the mutex is locked or there is no segment.
     bool lockWithin(std::chrono::steady_clock::time_point begin, std::chrono::steady_clock::time_point end);
 
+    std::unique_ptr<HeldSignals> signals;         ///< Let go behind the mutex.
     std::unique_ptr<SharedPreferenceMutex> mutex; ///< Null if there is no segment.
 };

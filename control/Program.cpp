@@ -41,6 +41,13 @@ int runProgram(int argc, char** argv)
     program.require_subcommand(1);
     int status = 0;
     addLock(program, status, command);
+    addList(program, status);
+    addGet(program, status);
+    addCheck(program, status);
+    addSet(program, status);
+    addUnset(program, status);
+    addImport(program, status);
+    addEdit(program, status);
     // addStatus(program, status); ... one line a command, as they come
     try
     {
