@@ -40,6 +40,8 @@ int runProgram(int argc, char** argv)
     CLI::App program("Shows what OstrivaneHelper does, and changes saved settings while it runs.", "ostrivanectl");
     program.require_subcommand(1);
     int status = 0;
+    addStatus(program, status);
+    addWatch(program, status);
     addLock(program, status, command);
     addList(program, status);
     addGet(program, status);
@@ -48,7 +50,6 @@ int runProgram(int argc, char** argv)
     addUnset(program, status);
     addImport(program, status);
     addEdit(program, status);
-    // addStatus(program, status); ... one line a command, as they come
     try
     {
         program.parse(argc, argv);
