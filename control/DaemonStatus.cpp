@@ -35,8 +35,10 @@ bool sharesMemoryFolder(pid_t process)
 {
     struct stat ours = {}, theirs = {};
     const std::string folder = "/proc/" + std::to_string(process) + "/root/dev/shm";
-    return stat("/dev/shm", &ours) != 0 || stat(folder.c_str(), &theirs) != 0 // not allowed to look
-           || (ours.st_dev == theirs.st_dev && ours.st_ino == theirs.st_ino);
+    if (stat("/dev/shm", &ours) == 0 && stat(folder.c_str(), &theirs) == 0)
+        return ours.st_dev == theirs.st_dev && ours.st_ino == theirs.st_ino;
+    // Not allowed to look: what has a pid namespace of its own, and so a second number, runs in a container.
+    return statusField(process, "NSpid").find('\t') == std::string::npos;
 }
 
 bool isDaemon(pid_t process)

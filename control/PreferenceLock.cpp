@@ -37,9 +37,21 @@ void refuseDeadHolder(const SegmentState& state)
                            "(systemctl restart ostrivane-helper)");
 }
 
+bool isNoMutex(const SegmentState& state)
+{
+    return state.kind == SegmentState::Foreign || state.kind == SegmentState::Unfinished;
+}
+
+CommandError noMutex(const SegmentState& state)
+{
+    return CommandError(segmentPath + " is no shared mutex" + (state.reason.empty() ? "" : ": " + state.reason));
+}
+
 CommandError timedOut()
 {
     const SegmentState state = readSegment();
+    if (isNoMutex(state))
+        return noMutex(state);
     const MutexHolder holder = findHolder(state.thread, state.file);
     return CommandError("the shared mutex is held by " +
                         (holder.process != 0 ? describe(holder) : std::string("one after the other")) +
@@ -69,10 +81,10 @@ bool PreferenceLock::lockWithin(steady_clock::time_point begin, steady_clock::ti
     const SegmentState state = readSegment();
     if (state.kind == SegmentState::Absent)
         return true;
-    if (state.kind == SegmentState::Foreign || state.kind == SegmentState::Unfinished)
+    if (isNoMutex(state))
     {
         if (steady_clock::now() > begin + creation)
-            throw CommandError(segmentPath + " is no shared mutex" + (state.reason.empty() ? "" : ": " + state.reason));
+            throw noMutex(state);
         std::this_thread::sleep_for(creationSlice);
         return false;
     }

@@ -36,6 +36,7 @@ protected:
     Outcome control(const Lines& words)
     {
         const int status = startControl(words).wait();
+        EXPECT_EQ(controlErrors().find("Sanitizer"), std::string::npos) << controlErrors();
         return {status, contents(stage / "output"), controlErrors()};
     }
 
