@@ -1,10 +1,7 @@
 #include "control/PreferenceLock.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <thread>
 
 #include "control/CommandError.h"
@@ -27,23 +24,6 @@ constexpr milliseconds creation(500);
 constexpr milliseconds creationSlice(10);
 
 const std::string segmentPath = SegmentState::path;
-
-/// True once it is locked.
-bool lockFor(pthread_mutex_t* mutex, steady_clock::duration time)
-{
-    timespec end = {};
-    clock_gettime(CLOCK_MONOTONIC, &end);
-    const auto whole = std::chrono::seconds(end.tv_sec) + std::chrono::nanoseconds(end.tv_nsec) + time;
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(whole);
-    end = {seconds.count(), (whole - seconds).count()};
-    return pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &end) == 0;
-}
-
-bool isSegment(const SharedPreferenceMutex& mutex, const FileId& file)
-{
-    struct stat mapped = {};
-    return fstat(mutex.fd, &mapped) == 0 && file == FileId{mapped.st_dev, mapped.st_ino};
-}
 
 /// Throws if who held the mutex lives no more.
 void refuseDeadHolder(const SegmentState& state)
@@ -110,10 +90,9 @@ bool PreferenceLock::lockWithin(steady_clock::time_point begin, steady_clock::ti
         throw systemError("can't use the shared mutex " + segmentPath);
     }
     auto held = std::make_unique<HeldSignals>(); // for a slice, so that a wait can be ended
-    const auto wait = std::clamp<steady_clock::duration>(end - steady_clock::now(), milliseconds(0), slice);
-    if (!isSegment(*attached, state.file) || !lockFor(attached->segment, wait))
+    if (!attached->isReady() || !attached->lockUntil(std::min(end, steady_clock::now() + slice)))
         return false;
-    if (!isSegment(*attached, readSegment().file)) // replaced meanwhile, as by a daemon that was started anew
+    if (!attached->isCurrent()) // replaced meanwhile, as by a daemon that was started anew
     {
         attached->unlock();
         return false;

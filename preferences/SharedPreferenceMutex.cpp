@@ -94,6 +94,17 @@ pid_t SharedPreferenceMutex::holder() const
     return segment ? __atomic_load_n(&segment->__data.__owner, __ATOMIC_RELAXED) : 0;
 }
 
+bool SharedPreferenceMutex::isCurrent() const
+{
+    const int named = segment ? shm_open(name, O_RDONLY | O_NONBLOCK, 0) : -1; // nor is a stranger's pipe waited for
+    if (named < 0)
+        return false;
+    struct stat ours = {}, theirs = {};
+    const bool known = fstat(fd, &ours) == 0 && fstat(named, &theirs) == 0;
+    close(named);
+    return known && ours.st_dev == theirs.st_dev && ours.st_ino == theirs.st_ino;
+}
+
 bool SharedPreferenceMutex::openDescriptor(bool create)
 {
     const int flags = create ? O_RDWR | O_CREAT | O_EXCL : O_RDWR;
