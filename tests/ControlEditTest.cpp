@@ -110,6 +110,7 @@ TEST_F(ControlEditTest, CheckForetellsWhatAStartDoes)
     EXPECT_EQ(listed(), "group16  Mode                  on\ngroup48  NetOutputAudioPort    1\n"
                         "17       NetOutputVideoPort_0  9000\n18       L                     a\n"
                         "18       NetOutputVideoPort_0  9000\n");
+    EXPECT_EQ(daemon.stop(), 0);
 }
 
 TEST_F(ControlEditTest, WhatIsSetIsReadAgainAsItWasOrRefused)
@@ -184,6 +185,7 @@ TEST_F(ControlEditTest, ChangesWaitForTheMutexAndLeaveARefusedFileAlone)
                        "ostrivanectl: replaced a file that could not be read: " + reason +
                            "\nostrivanectl: not taken from " + source + ": text (line 1)\n"}));
     EXPECT_EQ(listed(), "2  A  b\n");
+    EXPECT_EQ(daemon.stop(), 0);
 }
 
 TEST_F(ControlEditTest, CardsSaveWhileAPersonEditsAndHisChangesAreMadeInWhatTheySaved)
@@ -206,6 +208,7 @@ TEST_F(ControlEditTest, CardsSaveWhileAPersonEditsAndHisChangesAreMadeInWhatThey
                                "yours holds: '0.9'\nostrivanectl: not taken from your copy: comment (line 1)\n");
     EXPECT_EQ(listed(), "17  Gain   0.9\n17  Label  new\n17  Level  3\n");
     EXPECT_EQ(copiesLeft(), 0u);
+    EXPECT_EQ(daemon.stop(), 0);
 }
 
 TEST_F(ControlEditTest, ACopyThatCannotBeReadLeadsBackToThePlaceOrIsDropped)
