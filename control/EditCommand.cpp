@@ -57,7 +57,7 @@ bool editUntilReadable(const EditedCopy& copy, PreferenceFile& edited)
         const std::string problem = problemOf(edited);
         if (problem.empty())
             return true;
-        std::cerr << "Your copy can't be read: " << problem << '\n';
+        std::cerr << "Your copy, " << copy.path << ", can't be read: " << problem << '\n';
         switch (ask())
         {
         case Answer::EditAgain:
@@ -66,7 +66,7 @@ bool editUntilReadable(const EditedCopy& copy, PreferenceFile& edited)
             return false;
         case Answer::Nothing:
             std::cerr << '\n';
-            throw CommandError("your copy can't be read and was dropped");
+            throw CommandError("your copy can't be read");
         }
     }
 }
@@ -134,8 +134,8 @@ void edit(const ChangeOptions& options)
 void addEdit(CLI::App& program, int&)
 {
     const auto options = std::make_shared<ChangeOptions>();
-    CLI::App* command = program.add_subcommand(
-        "edit", "Edit a copy of the file, and make the changes in the file as it is by then, one by one");
+    CLI::App* command =
+        program.add_subcommand("edit", "Edits a copy of the file, and makes the changes in the file as it is by then.");
     options->addTo(*command);
     command->callback([options] { edit(*options); });
 }

@@ -38,7 +38,7 @@ void addImport(CLI::App& program, int&)
 {
     const auto options = std::make_shared<ImportOptions>();
     CLI::App* command = program.add_subcommand(
-        "import", "Replace all settings by those of another file; also where the file can't be read any more");
+        "import", "Replaces all settings by those of another file, also where the file can't be read any more.");
     command->add_option("FILE", options->source, "A preference file that 'ostrivanectl check' accepts")->required();
     options->addTo(*command);
     command->callback([options] { import(*options); });

@@ -102,7 +102,7 @@ void get(const ListOptions& options)
 void addList(CLI::App& program, int&)
 {
     const auto options = std::make_shared<ListOptions>();
-    CLI::App* command = program.add_subcommand("list", "Show the settings of the file, or of one card or group");
+    CLI::App* command = program.add_subcommand("list", "Shows the settings of the file, or of one card or group.");
     const CLI::Option* key = addKey(*command, options->key);
     options->addFileTo(*command);
     options->addJsonTo(*command, "Print one object a line: key, name, value");
@@ -117,7 +117,7 @@ void addList(CLI::App& program, int&)
 void addGet(CLI::App& program, int&)
 {
     const auto options = std::make_shared<ListOptions>();
-    CLI::App* command = program.add_subcommand("get", "Print one value alone; status 1 if it is not there");
+    CLI::App* command = program.add_subcommand("get", "Prints one value alone. Status 1 if it is not there.");
     addKey(*command, options->key)->required();
     addName(*command, options->name)->required();
     options->addFileTo(*command);

@@ -68,7 +68,8 @@ void PreferenceFile::require()
 void PreferenceFile::requireUnlessMissing()
 {
     if (!read() && !missing)
-        throw CommandError(path + " can't be read: " + refusalOf(report));
+        throw CommandError(path + " can't be read: " + refusalOf(report) +
+                           (text.empty() ? "" : "; repair a copy of it, and 'ostrivanectl import' that"));
 }
 
 std::string PreferenceFile::notKept() const
@@ -108,7 +109,8 @@ void PreferenceFile::requireRightToReplace() const
 std::string lossOf(const PassedOver& passed)
 {
     const std::string kind = nameOf(passed.kind);
-    return passed.name.empty() ? kind : kind + " '" + visible(passed.name) + "'";
+    const bool telling = !passed.name.empty() && passed.kind != Loss::Comment; // a comment is called !--
+    return !telling ? kind : kind + " '" + visible(passed.name) + "'";
 }
 
 std::string lossesOf(const ReadReport& report)

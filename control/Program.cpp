@@ -17,7 +17,10 @@ int explain(const CLI::App& program, const CLI::ParseError& error)
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
         return program.exit(error);
-    std::cerr << "ostrivanectl: " << error.what() << "\nTry 'ostrivanectl --help'.\n";
+    const std::vector<std::string> unknown = program.remaining();
+    const bool noCommand = program.get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-');
+    std::cerr << "ostrivanectl: " << (noCommand ? "there is no command '" + unknown.front() + "'" : error.what())
+              << "\nTry 'ostrivanectl --help'.\n";
     return usageError;
 }
 
@@ -53,6 +56,8 @@ int runProgram(int argc, char** argv)
     try
     {
         program.parse(argc, argv);
+        if (!std::cout.flush())
+            throw CommandError("the output can't be written");
         return status;
     }
     catch (const CLI::ParseError& error)

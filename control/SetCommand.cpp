@@ -43,7 +43,7 @@ bool unsetIn(PreferenceFile& file, const SetOptions& options)
 void addSet(CLI::App& program, int&)
 {
     const auto options = std::make_shared<SetOptions>();
-    CLI::App* command = program.add_subcommand("set", "Set one setting, as a card's own save would");
+    CLI::App* command = program.add_subcommand("set", "Sets one setting, as a card's own save would.");
     addKey(*command, options->key)->required();
     addName(*command, options->name)->required();
     command->add_option("VALUE", options->value, "Its value; behind '--' if it begins with '-'")->required();
@@ -60,7 +60,8 @@ void addSet(CLI::App& program, int&)
 void addUnset(CLI::App& program, int&)
 {
     const auto options = std::make_shared<SetOptions>();
-    CLI::App* command = program.add_subcommand("unset", "Take one setting, or all of a card or group, out of the file");
+    CLI::App* command =
+        program.add_subcommand("unset", "Takes one setting, or all of a card or group, out of the file.");
     addKey(*command, options->key)->required();
     const CLI::Option* name = addName(*command, options->name);
     options->addTo(*command);

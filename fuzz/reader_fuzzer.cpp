@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-#include "tests/ParserDocument.h"
+#include "fuzz/ParserDocument.h"
 
 namespace
 {

@@ -16,9 +16,15 @@ constexpr size_t longestWalk = 16;
 
 std::string_view wordAt(const char* at) { return {at, strcspn(at, " \t\n<>")}; }
 
-Loss lossOf(const TiXmlNode& node)
+/// What stands at the beginning of its first line.
+std::string_view commentAt(const char* at)
 {
-    return node.ToComment() ? Loss::Comment : node.ToText() ? Loss::Text : Loss::Markup;
+    constexpr const char* space = " \t\n";
+    constexpr size_t longest = 64; // a look at whole lines could take long, as a line may hold many comments
+    const std::string_view all(at, strnlen(at, longest));
+    const std::string_view text = all.substr(std::min(all.find_first_not_of(space, strlen("<!--")), all.size()));
+    const std::string_view line = text.substr(0, std::min(text.find('\n'), text.find("-->")));
+    return line.substr(0, line.find_last_not_of(space) + 1);
 }
 
 }
@@ -86,8 +92,10 @@ void ElementWalk::readMarkup()
     position = node->Parse(start, nullptr, encoding);
     if (node->ToDeclaration() && open.empty() && !declared)
         declare(start, *node->ToDeclaration());
+    else if (node->ToComment())
+        pass(Loss::Comment, start, commentAt(start));
     else
-        pass(lossOf(*node), start, wordAt(start + 1));
+        pass(node->ToText() ? Loss::Text : Loss::Markup, start, wordAt(start + 1));
     if (position)
         return;
     if (!open.empty())

@@ -180,24 +180,22 @@ private:
 
 bool readPreferences(std::string text, PreferenceStore& store, ReadReport* report)
 {
-    const size_t end = text.find('\0');
+    const size_t end = std::min(text.find('\0'), text.size());
     const bool cutOff = end < text.size();
-    text.resize(std::min(end, text.size()));
+    text.resize(end);
     normalise(text);
-    ReportWriter writer(text, report);
-    if (text.empty())
-    {
-        writer.refuse(nullptr, "it is empty");
-        return false;
-    }
     const size_t size = text.size();
     text += ElementWalk::padding;
+
+    ReportWriter writer(text.c_str(), report);
     PreferenceStore result{std::string()};
-    if (!PreferenceWalk(text, result, writer).read())
+    if (size == 0)
+        writer.refuse(nullptr, "it is empty");
+    if (size == 0 || !PreferenceWalk(text, result, writer).read())
         return false;
     if (cutOff)
         writer.pass(Loss::Rest, text.c_str() + size, "NUL");
-    store.swapTables(result);
     writer.finish();
+    store.swapTables(result);
     return true;
 }

@@ -51,8 +51,7 @@ const char* nameOf(Loss kind)
     return "";
 }
 
-ReportWriter::ReportWriter(const std::string& text, ReadReport* report)
-    : text(text), report(report), counted(text.c_str()), line(text.c_str())
+ReportWriter::ReportWriter(const char* text, ReadReport* report) : report(report), counted(text), line(text)
 {
     if (report)
         *report = {};

@@ -11,8 +11,8 @@
 class ReportWriter
 {
 public:
-    /// Both outlive it. The report is emptied.
-    ReportWriter(const std::string& text, ReadReport* report);
+    /// Both outlive it, and the text stays where it is. The report is emptied.
+    ReportWriter(const char* text, ReadReport* report);
 
     bool wanted() const { return report; }
 
@@ -32,7 +32,6 @@ public:
 private:
     TextPlace placeOf(const char* at);
 
-    const std::string& text;
     ReadReport* const report;
     std::vector<std::pair<const char*, PassedOver>> noted;
     const char* counted; ///< Up to here the lines are counted.

@@ -1,6 +1,11 @@
-#include <random>
+#include <fcntl.h>
 
-#include "tests/ParserDocument.h"
+#include <csignal>
+#include <random>
+#include <thread>
+
+#include "fuzz/ParserDocument.h"
+#include "preferences/Owner.h"
 #include "tests/PreferenceTest.h"
 
 class PreferenceFileTest : public PreferenceTest
@@ -63,6 +68,12 @@ TEST_F(PreferenceFileTest, WritesTheseBytes)
 
     std::filesystem::remove_all(home / ".config");
     EXPECT_TRUE(store.write()); // makes the folders
+    const std::filesystem::path former = std::filesystem::current_path();
+    std::filesystem::current_path(home.folder);
+    const std::string bare = "bare.xml"; // stands in the working folder
+    EXPECT_TRUE(PreferenceStore(bare).write() && PreferenceStore(bare).read());
+    std::filesystem::current_path(former);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(home.folder), {}), 2);
     std::filesystem::remove(path);
     std::filesystem::create_directory(path);
     EXPECT_FALSE(store.write());
@@ -104,7 +115,8 @@ public:
 
     std::string next()
     {
-        std::string text = pick({"", "", "<?xml?>", "<?xml version='1.0' encoding='ISO-8859-1'?>", "\xEF\xBB\xBF"}) +
+        std::string text = pick({"", "", "<?xml?>", "<?xml version='1.0' encoding='ISO-8859-1'?>", "\xEF\xBB\xBF",
+                                 "\xEF\xBB\xBF<?xml encoding='x'?>"}) +
                            "<QuillstonePreferences" + attributes() + ">" + children(1) + "</QuillstonePreferences>" +
                            pick({"", "", "<!-- -->", "<a/>", "text", "</a>"});
         for (size_t changes = random() % 2 * (random() % 4); changes > 0; --changes)
@@ -205,13 +217,92 @@ TEST_F(PreferenceFileTest, ReadsWhatItToleratesAndRefusesTheRest)
     expectRead(valued("x&#0;y"), "1[a=x" + std::string(1, '\0') + "y]");
 
     PreferenceStore store(true);
-    for (const char* inPlace : {"rm $0", "mkfifo $0", "rm $0 && mkdir $0"})
+    for (const auto& [inPlace, reason] : {std::pair("rm $0", "No such file or directory"),
+                                          {"mkfifo $0", "not a regular file"},
+                                          {"rm $0 && mkdir $0", "Is a directory"}})
     {
         EXPECT_EQ(Child({"/bin/sh", "-c", inPlace, path}, home / "errors").wait(), 0);
-        EXPECT_FALSE(store.read()) << inPlace;
+        ReadReport report;
+        EXPECT_FALSE(store.read(&report)) << inPlace;
+        EXPECT_EQ(report.reason, reason);
     }
     unsetenv("HOME");
     PreferenceStore homeless(true);
     EXPECT_FALSE(homeless.read());
     EXPECT_FALSE(homeless.write());
+}
+
+TEST_F(PreferenceFileTest, WaitsForAnotherProcessToGiveUpItsLease)
+{
+    put(document("<card id='1'><attribute name='a' value='1'/></card>"));
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGIO);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    const Descriptor holder(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(fcntl(holder.get(), F_SETLEASE, F_WRLCK), 0);
+    PreferenceStore store(true);
+    bool read = false;
+    std::thread reader([&] { read = store.read(); });
+    const timespec longest = {10, 0};
+    EXPECT_EQ(sigtimedwait(&signals, nullptr, &longest), SIGIO); // somebody wants to open the file
+    EXPECT_EQ(fcntl(holder.get(), F_SETLEASE, F_UNLCK), 0);
+    reader.join();
+    EXPECT_TRUE(read);
+}
+
+TEST_F(PreferenceFileTest, TellsWhyATextIsRefusedAndWhatAWriteWouldLose)
+{
+    PreferenceStore store{std::string()};
+    ReadReport report;
+    for (const auto& [text, reason] :
+         {std::pair("", "0:0 it is empty"),
+          {"\n <!-- -->", "0:0 there is no element"},
+          {"\r\n\r <thing/>", "3:2 the first element is <thing> instead of <QuillstonePreferences> | <thing/>"},
+          {"<QuillstonePreferences>\n <card>\n</QuillstonePreferences>",
+           "3:1 </card> is missing here |</QuillstonePreferences>"},
+          {"<QuillstonePreferences>\n <card id='1'>", "2:2 <card> is not closed | <card id='1'>"},
+          {"<QuillstonePreferences><a b='1' c='2' b='3'/>",
+           "1:39 the attribute 'b' stands there twice |<QuillstonePreferences><a b='1' c='2' b='3'/>"},
+          {"<QuillstonePreferences>\n<a b='1 c='2'>",
+           "2:12 '2'' is no attribute with a value in quotes |<a b='1 c='2'>"},
+          {"<QuillstonePreferences>\n<a/ >", "2:3 '/' without '>' |<a/ >"}})
+    {
+        EXPECT_FALSE(store.readText(text, &report)) << text;
+        EXPECT_EQ(std::to_string(report.place.line) + ":" + std::to_string(report.place.column) + " " + report.reason +
+                      (report.line.empty() ? "" : " |" + report.line),
+                  reason);
+    }
+
+    ASSERT_TRUE(
+        store.readText("<?xml encoding='utf-8'?>\n<!-- by hand -->\n<QuillstonePreferences a='1'>\n"
+                       "<card><attribute name='a' b=''/></card>\nsome text<x id='3' c=''/><group id='16'>\n"
+                       "<attribute name='a' value='1'/><attribute name='a' value='2' d='3'><!-- --></attribute>\n"
+                       "<attribute name='b'/><e>x</e></group>\n<group id='16'/><?x?></QuillstonePreferences>\n"
+                       "<more><less/></more>end",
+                       &report));
+    std::string losses;
+    for (const PassedOver& passed : report.passedOver)
+        losses += std::to_string(passed.place.line) + ":" + std::to_string(passed.place.column) + " " +
+                  nameOf(passed.kind) + " " + passed.name + "\n";
+    EXPECT_EQ(losses, R"(1:1 encoding utf-8
+2:1 comment by hand
+3:24 other attribute a
+4:1 entry without an id card
+5:1 text some
+5:10 element name x
+5:10 entry without a setting 3
+5:20 other attribute c
+6:32 doubled setting a
+6:62 other attribute d
+6:68 comment 
+7:1 setting without a name or a value b
+7:22 other element e
+8:1 doubled key group16
+8:1 entry without a setting group16
+8:17 other markup ?x?
+9:1 other element more
+9:21 all that follows end
+)");
+    EXPECT_EQ(tableOf(store), "group16[a=2]");
 }

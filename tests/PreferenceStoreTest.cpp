@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "preferences/PreferenceUpdater.h"
 #include "tests/PreferenceTest.h"
 
@@ -111,6 +113,14 @@ TEST_F(PreferenceStoreTest, AnUpdateMovesSixAttributesFromGroupsToTheirCards)
         EXPECT_EQ(updater.update(), moved == 2 ? 1 : 2);
         EXPECT_EQ(updater.changedCount, moved);
         EXPECT_EQ(updater.store->has("32", "NetOutputVideoPort_0"), cards != 1024 || moved == 2);
+        PreferenceUpdater::GroupMoves groups;
+        ASSERT_TRUE(store.write());
+        PreferenceUpdater ahead(path);
+        EXPECT_TRUE(ahead.store->read() && ahead.migrate(&groups) != 0);
+        using GroupMove = PreferenceUpdater::GroupMove;
+        EXPECT_EQ(std::count_if(groups.begin(), groups.end(),
+                                [](const GroupMove& group) { return group.outcome == GroupMove::BeyondBound; }),
+                  2 - moved);
     }
 }
 
@@ -134,4 +144,26 @@ TEST_F(PreferenceStoreTest, AnUpdaterMovesWithinItsTableAndReloads)
     std::filesystem::remove(path);
     EXPECT_FALSE(updater.reload());
     EXPECT_EQ(tableOf(*updater.store), "");
+}
+
+TEST_F(PreferenceStoreTest, AnUpdaterTellsWhatAnUpdateWouldDo)
+{
+    const std::string entry = "<group id='16'><attribute name='NetOutputVideoPort' value='1'/>"
+                              "<attribute name='Mode' value='2'/></group>";
+    const std::string text =
+        document(entry + "<group id='32'><attribute name='NetOutputAudioPort' value='3'/></group>" +
+                 "<card id='17'><attribute name='a' value='4'/></card>");
+    put(text);
+    PreferenceUpdater updater(path);
+    ASSERT_TRUE(updater.store->read());
+    PreferenceUpdater::GroupMoves groups;
+    EXPECT_EQ(updater.migrate(&groups), 2);
+    EXPECT_EQ(tableOf(*updater.store), "group16[Mode=2] group32[NetOutputAudioPort=3] 17[a=4,NetOutputVideoPort_0=1]");
+    EXPECT_EQ(contents(path), text);
+    ASSERT_EQ(groups.size(), 2U);
+    EXPECT_EQ(groups[0].group, "group16");
+    EXPECT_EQ(groups[0].outcome, PreferenceUpdater::GroupMove::Done);
+    EXPECT_EQ(groups[0].names, std::vector<std::string>{"NetOutputVideoPort"});
+    EXPECT_EQ(groups[0].cards, 1U);
+    EXPECT_EQ(groups[1].outcome, PreferenceUpdater::GroupMove::NoCards);
 }
