@@ -29,12 +29,12 @@ Json jsonOf(const DaemonStatus& daemon)
             {"since", universalTime(daemon.since)},
             {"terminal", orNull(!daemon.terminal.empty(), daemon.terminal)},
             {"service", orNull(!daemon.service.empty(), daemon.service)},
-            {"program_replaced", daemon.programReplaced},
+            {"programReplaced", daemon.programReplaced},
             {"library", orNull(known, known ? utf8Of(daemon.maps->library) : "")},
-            {"library_replaced", orNull(known, known && daemon.maps->libraryReplaced)},
+            {"libraryReplaced", orNull(known, known && daemon.maps->libraryReplaced)},
             {"libraries", utf8List(daemon.libraries)},
             {"listeners", daemon.listeners},
-            {"group_threads", daemon.groupThreads},
+            {"groupThreads", daemon.groupThreads},
             {"waiting", orNull(daemon.waiting.has_value(), daemon.waiting.value_or(0))}};
 }
 
@@ -54,7 +54,8 @@ Json jsonOf(const FileStatus& file)
     const bool read = file.refusal.empty();
     return {{"path", utf8Of(file.path)},
             {"exists", !file.missing},
-            {"refusal", orNull(!read && !file.missing, utf8Of(file.refusal))},
+            {"accepted", read},
+            {"reason", orNull(!read && !file.missing, utf8Of(file.refusal))},
             {"line", orNull(file.line != 0, file.line)},
             {"column", orNull(file.line != 0, file.column)},
             {"cards", orNull(read, file.cards)},
@@ -69,13 +70,13 @@ Json jsonOf(const FileStatus& file)
 
 Json movesOf(const FileStatus& file)
 {
-    static constexpr const char* outcomes[] = {"waits", "no cards", "beyond the bound"};
+    static constexpr const char* outcomes[] = {"moved", "no cards", "beyond the bound"};
     Json moves = Json::array();
     for (const PreferenceUpdater::GroupMove& move : file.moves)
         moves.push_back({{"group", utf8Of(move.group)},
                          {"names", utf8List(move.names)},
                          {"cards", move.cards},
-                         {"why", outcomes[move.outcome]}});
+                         {"outcome", outcomes[move.outcome]}});
     return {{"left", std::move(moves)}, {"obstacle", orNull(!file.obstacle.empty(), utf8Of(file.obstacle))}};
 }
 

@@ -30,8 +30,8 @@ void print(const SettingChange& change, bool json)
         std::cout << Json{{"time", universalTime(now)},
                           {"key", utf8Of(change.key)},
                           {"name", utf8Of(change.name)},
-                          {"before", jsonOf(change.before)},
-                          {"after", jsonOf(change.after)}};
+                          {"old", jsonOf(change.before)},
+                          {"new", jsonOf(change.after)}};
     else
         std::cout << localTime(now) << "  " << visible(change.key) << "  " << visible(change.name) << "  "
                   << shown(change.before) << " -> " << shown(change.after);
@@ -94,6 +94,6 @@ void addWatch(CLI::App& program, int&)
         program.add_subcommand("watch", "Print each setting of the file that changes, until Ctrl-C");
     const auto options = std::make_shared<ReadOptions>();
     options->addFileTo(*command);
-    options->addJsonTo(*command, "Print one object a line: time, key, name, before, after");
+    options->addJsonTo(*command, "Print one object a line: time, key, name, old, new");
     command->callback([options] { watch(options->file.chosen(), options->json); });
 }

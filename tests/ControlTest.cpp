@@ -154,7 +154,7 @@ TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
     expectIn("! file         " + preferencePath + ": line 2, column ", control({"status"}).output);
     const Outcome json = control({"status", "--json"});
     EXPECT_EQ(json.status, 1);
-    for (const char* part : {"{\"ok\":false,", "\"library_replaced\":true", "\"state\":\"free\"", "\"line\":2,"})
+    for (const char* part : {"{\"ok\":false,", "\"libraryReplaced\":true", "\"state\":\"free\"", "\"line\":2,"})
         expectIn(part, json.output);
 }
 
