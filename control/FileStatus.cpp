@@ -5,9 +5,8 @@
 
 #include <filesystem>
 
-#include "control/PreferenceFile.h"
+#include "control/Findings.h"
 #include "control/Proc.h"
-#include "preferences/PreferenceIO.h"
 
 namespace
 {
@@ -17,24 +16,20 @@ constexpr std::time_t longestSave = 60;
 
 void readSettings(FileStatus& status)
 {
-    PreferenceFile file(status.path);
-    if (!file.read())
+    Findings findings(status.path);
+    const PreferenceFile& file = findings.file;
+    status.missing = file.missing;
+    if (file.report.refused)
     {
-        status.missing = file.missing;
         status.refusal = refusalOf(file.report);
         status.line = file.report.place.line;
         status.column = file.report.place.column;
-        return;
     }
-    for (const auto& [key, attributes] : file.store.table)
-    {
-        ++(PreferenceIO::isGroup(key) ? status.groups : status.cards);
-        status.settings += attributes.size();
-    }
+    status.cards = findings.cards;
+    status.groups = findings.groups;
+    status.settings = findings.settings;
     status.losses = file.report.passedOver.size();
-    PreferenceUpdater updater(status.path);
-    updater.store->readText(file.text);
-    static_cast<void>(updater.migrate(&status.moves));
+    status.moves = std::move(findings.moves);
 }
 
 /// The new file is made beside the folder and renamed into it, which both have to allow.
