@@ -34,6 +34,9 @@ public:
 
     bool reset();
 
+    /// What write() would put into the file. Throws std::bad_alloc.
+    std::string text() const;
+
     /// How many bytes a value takes in the file.
     static size_t writtenSize(const std::string& value);
 

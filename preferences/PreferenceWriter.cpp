@@ -1,5 +1,8 @@
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
 #include <string>
 
 #include <boost/filesystem.hpp>
@@ -88,6 +91,21 @@ bool PreferenceIO::reset()
 {
     store->clear();
     return write();
+}
+
+std::string PreferenceIO::text() const
+{
+    char* bytes = nullptr;
+    size_t size = 0;
+    Stream stream(open_memstream(&bytes, &size));
+    if (!stream)
+        throw std::bad_alloc();
+    Printer(stream.get()).print(store->table);
+    const bool whole = fclose(stream.release()) == 0;
+    const std::unique_ptr<char, decltype(&free)> owner(bytes, free);
+    if (!whole)
+        throw std::bad_alloc();
+    return {bytes, size};
 }
 
 size_t PreferenceIO::writtenSize(const std::string& value)

@@ -95,7 +95,7 @@ bool SharedPreferenceMutex::lockUntil(std::chrono::steady_clock::time_point dead
 
 bool SharedPreferenceMutex::isCurrent() const
 {
-    const Descriptor named(segment ? shm_open(name, O_RDONLY, 0) : -1);
+    const Descriptor named(segment ? shm_open(name, O_RDONLY | O_NONBLOCK, 0) : -1); // no wait for a stranger's pipe
     struct stat ours = {};
     struct stat theirs = {};
     return named && fstat(fd, &ours) == 0 && fstat(named.get(), &theirs) == 0 && ours.st_ino == theirs.st_ino &&

@@ -43,13 +43,14 @@ public:
     /// it; false at the deadline, and at once without a segment or if the mutex can't be locked at all.
     bool lockUntil(std::chrono::steady_clock::time_point deadline);
 
-    /// Whether the name still leads to this segment. A daemon that is started anew puts another one in its place; who
-    /// waited meanwhile then holds a mutex that excludes nobody.
-    bool isCurrent() const;
-
     /// The thread that holds the mutex, by the kernel's id as its process sees it; 0 if none does or there is no
     /// segment. One look: it may be out of date on return, and names the dead if a thread died holding the mutex.
     pid_t holder() const;
+
+    /// Whether the name still leads to this segment. Asked once the mutex is locked: a daemon that was started meanwhile
+    /// has made a new segment, which others use by now, and one that was stopped has taken the name away. False as well
+    /// without a segment.
+    bool isCurrent() const;
 
     pthread_mutex_t* segment = nullptr;
     const char* name = "/qsl_pref_mutex";

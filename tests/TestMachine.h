@@ -112,8 +112,10 @@ public:
 
     explicit Child(pid_t pid) : pid(pid) {} ///< One that a fork or another child left to this process.
 
-    /// What the child writes to stderr goes to `errors`.
-    Child(const Lines& words, const std::string& errors, const Environment& environment = {}) : pid(fork())
+    /// What the child writes to stderr goes to `errors`, and what it writes to stdout to `output` if that is named.
+    Child(const Lines& words, const std::string& errors, const Environment& environment = {},
+          const std::string& output = {})
+        : pid(fork())
     {
         if (pid != 0)
             return;
@@ -123,6 +125,8 @@ public:
         for (const auto& [name, value] : environment)
             setenv(name.c_str(), value.c_str(), 1);
         dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDERR_FILENO);
+        if (!output.empty())
+            dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDOUT_FILENO);
         execv(arguments[0], arguments.data());
         _exit(127);
     }

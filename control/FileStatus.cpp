@@ -1,0 +1,81 @@
+#include "control/FileStatus.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <filesystem>
+
+#include "control/Findings.h"
+#include "control/Proc.h"
+
+namespace
+{
+
+/// An older temporary file is no longer on its way into place.
+constexpr std::time_t longestSave = 60;
+
+void readSettings(FileStatus& status)
+{
+    Findings findings(status.path);
+    const PreferenceFile& file = findings.file;
+    status.missing = file.missing;
+    if (file.report.refused)
+    {
+        status.refusal = refusalOf(file.report);
+        status.line = file.report.place.line;
+        status.column = file.report.place.column;
+    }
+    status.cards = findings.cards;
+    status.groups = findings.groups;
+    status.settings = findings.settings;
+    status.losses = file.report.passedOver.size();
+    status.moves = std::move(findings.moves);
+}
+
+/// The new file is made beside the folder and renamed into it, which both have to allow.
+std::string obstacleIn(const std::filesystem::path& folder)
+{
+    struct statvfs system = {};
+    if (statvfs(folder.c_str(), &system) == 0 && (system.f_flag & ST_RDONLY) != 0)
+        return "the file system is read-only";
+    struct stat inner = {}, outer = {};
+    const std::filesystem::path above = folder.parent_path();
+    if (stat(folder.c_str(), &inner) == 0 && stat(above.c_str(), &outer) == 0 && inner.st_dev != outer.st_dev)
+        return folder.string() + " is a file system of its own, into which nothing is renamed from " + above.string();
+    return {};
+}
+
+std::vector<std::string> findTemporaries(const std::filesystem::path& path)
+{
+    std::vector<std::string> found;
+    const std::filesystem::path folder = path.parent_path();
+    const std::string start = folder.filename().string() + "." + path.filename().string() + "~";
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.parent_path(), error))
+    {
+        struct stat status = {};
+        if (entry.path().filename().string().starts_with(start) && lstat(entry.path().c_str(), &status) == 0 &&
+            std::time(nullptr) - status.st_mtime > longestSave)
+            found.push_back(entry.path());
+    }
+    return found;
+}
+
+}
+
+FileStatus lookAtFile(const std::string& path)
+{
+    FileStatus status;
+    status.path = path;
+    readSettings(status);
+    struct stat file = {};
+    if (stat(path.c_str(), &file) == 0)
+    {
+        status.changed = file.st_mtime;
+        status.mode = file.st_mode & 07777;
+        status.user = userName(file.st_uid);
+    }
+    status.obstacle = obstacleIn(std::filesystem::path(path).parent_path());
+    status.temporaries = findTemporaries(path);
+    return status;
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+
+#include "control/Timeout.h"
+
+// Options and words that several commands have, so that they are called and explained alike.
+
+/// Which preference file a command works on: the machine's unless its options say otherwise.
+struct FileChoice
+{
+    bool user = false;
+    std::string path;
+
+    /// Throws CommandError if the user's file is wanted and HOME is not set.
+    std::string chosen() const;
+};
+
+/// Those of commands that read a file and change none.
+struct ReadOptions
+{
+    void addFileTo(CLI::App& command);
+    void addJsonTo(CLI::App& command, const std::string& description);
+
+    FileChoice file;
+    bool json = false;
+};
+
+/// Those of commands that change the file.
+struct ChangeOptions
+{
+    void addTo(CLI::App& command);
+
+    FileChoice file;
+    std::chrono::milliseconds timeout = defaultTimeout; ///< For the shared mutex.
+};
+
+CLI::Option* addKey(CLI::App& command, std::string& key);
+CLI::Option* addName(CLI::App& command, std::string& name);

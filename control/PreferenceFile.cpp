@@ -1,0 +1,143 @@
+#include "control/PreferenceFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <boost/filesystem/exception.hpp>
+
+#include "control/CommandError.h"
+#include "control/SettingChanges.h"
+#include "control/VisibleText.h"
+#include "preferences/PreferenceIO.h"
+#include "preferences/RegularFile.h"
+
+namespace
+{
+
+std::string systemWords(int error) { return std::generic_category().message(error); }
+
+/// What of the folder stands already: the rest would be made in it.
+std::filesystem::path standing(std::filesystem::path folder)
+{
+    std::error_code error;
+    while (!exists(folder, error) && folder.has_relative_path())
+        folder = folder.parent_path();
+    return folder.empty() ? "." : folder;
+}
+
+/// With the rights of the process, whatever those of its caller.
+void requireRightToMakeFiles(const std::filesystem::path& folder, const std::string& path)
+{
+    if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
+        throw CommandError("no right to replace " + path + ", which takes writing in " + folder.string() + ": " +
+                           systemWords(errno));
+}
+
+}
+
+PreferenceFile::PreferenceFile(const std::string& path) : path(path), store(path) {}
+
+bool PreferenceFile::read()
+{
+    store.clear();
+    std::optional<std::string> bytes = readRegularFile(path);
+    missing = !bytes && errno == ENOENT;
+    text = bytes.value_or("");
+    if (bytes)
+        return store.readText(std::move(*bytes), &report);
+    report = {};
+    report.refused = true;
+    report.reason = errno == EINVAL ? "not a regular file" : systemWords(errno);
+    return false;
+}
+
+void PreferenceFile::require()
+{
+    if (!read())
+        throw CommandError(path + " can't be read: " + refusalOf(report));
+}
+
+void PreferenceFile::requireUnlessMissing()
+{
+    if (!read() && !missing)
+        throw CommandError(path + " can't be read: " + refusalOf(report) +
+                           (text.empty() ? "" : "; repair a copy of it, and 'ostrivanectl import' that"));
+}
+
+std::string PreferenceFile::notKept() const
+{
+    PreferenceStore again(path);
+    again.readText(store.io->text());
+    const std::vector<SettingChange> changes = changesBetween(store, again);
+    for (const SettingChange& change : changes)
+        if (change.before)
+            return "setting '" + visible(change.name) + "' of '" + visible(change.key) + "'";
+    return "";
+}
+
+void PreferenceFile::write()
+{
+    const std::string lost = notKept();
+    if (!lost.empty())
+        throw CommandError("the file's format can't hold " + lost + " as it is; " + path + " stays as it was");
+    try
+    {
+        if (!store.write())
+            throw CommandError(path + " can't be written: " + systemWords(errno));
+    }
+    catch (const boost::filesystem::filesystem_error& error)
+    {
+        throw CommandError(path + " can't be written: " + error.code().message());
+    }
+}
+
+void PreferenceFile::requireRightToReplace() const
+{
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    requireRightToMakeFiles(standing(folder.parent_path()), path); // where the new file is made
+    requireRightToMakeFiles(standing(folder), path);               // where it gets its name
+}
+
+std::string lossOf(const PassedOver& passed)
+{
+    const std::string kind = nameOf(passed.kind);
+    const bool telling = !passed.name.empty() && passed.kind != Loss::Comment; // a comment is called !--
+    return !telling ? kind : kind + " '" + visible(passed.name) + "'";
+}
+
+std::string lossesOf(const ReadReport& report)
+{
+    std::vector<std::pair<const PassedOver*, size_t>> kinds; // the first of each, and how many
+    for (const PassedOver& passed : report.passedOver)
+    {
+        const auto same = [&](const auto& kind) { return kind.first->kind == passed.kind; };
+        const auto kind = std::find_if(kinds.begin(), kinds.end(), same);
+        if (kind == kinds.end())
+            kinds.emplace_back(&passed, 1);
+        else
+            ++kind->second;
+    }
+    std::string result;
+    for (const auto& [first, count] : kinds)
+        result += (result.empty() ? "" : ", ") + std::string(nameOf(first->kind)) + " (line " +
+                  std::to_string(first->place.line) +
+                  (count > 1 ? " and " + std::to_string(count - 1) + " more)" : ")");
+    return result;
+}
+
+std::string refusalOf(const ReadReport& report)
+{
+    const std::string reason = visible(report.reason);
+    if (report.place.line == 0)
+        return reason;
+    return "line " + std::to_string(report.place.line) + ", column " + std::to_string(report.place.column) + ": " +
+           reason;
+}

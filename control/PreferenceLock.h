@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "preferences/SharedPreferenceMutex.h"
+
+class HeldSignals;
+
+/// Holds the shared mutex from construction to destruction, so that no card of the machine saves meanwhile. For one
+/// thread, which also destroys it.
+///
+/// Where no segment stands, no daemon runs and no card saves: then nothing is held and none is made. A segment that was
+/// replaced during the wait, as by a daemon that was started anew, is given up for the new one.
+///
+/// While it is held this thread's signals wait: a process that ended with it would leave it locked for good.
+class PreferenceLock
+{
+public:
+    /// Waits at most that long. Throws CommandError, which names the holder: after the wait if it is alive, at once if
+    /// it is gone or if the segment is none that can be locked.
+    explicit PreferenceLock(std::chrono::milliseconds timeout);
+    PreferenceLock(const PreferenceLock&) = delete;
+    PreferenceLock& operator=(const PreferenceLock&) = delete;
+    ~PreferenceLock();
+
+    /// False if there is no segment.
+    bool held() const;
+
+private:
+    /// Waits a part of the time, at most until then. True if the mutex is locked or there is no segment.
+    bool lockWithin(std::chrono::steady_clock::time_point begin, std::chrono::steady_clock::time_point end);
+
+    std::unique_ptr<HeldSignals> signals;         ///< Let go behind the mutex.
+    std::unique_ptr<SharedPreferenceMutex> mutex; ///< Null if there is no segment.
+};

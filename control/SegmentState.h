@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "control/Proc.h"
+
+/// What stands at the name of the shared mutex. Read, and neither mapped nor locked, so that whatever stands there does
+/// this process no harm.
+struct SegmentState
+{
+    enum Kind
+    {
+        Absent,
+        Unreadable, ///< The reason says why.
+        Foreign,    ///< Something that no daemon made; the reason says what.
+        Unfinished, ///< Its creator has not initialised the mutex yet, or the mutex was destroyed.
+        Free,
+        Held
+    };
+
+    Kind kind = Absent;
+    std::string reason;
+    pid_t thread = 0; ///< The holder's thread, in the numbers of its own pid namespace. 0 for the moment of a change.
+    FileId file;
+    uid_t owner = 0;
+    mode_t mode = 0;
+
+    static const char* const path; ///< Where the system shows the segment.
+};
+
+SegmentState readSegment();

@@ -1,0 +1,103 @@
+#include <algorithm>
+
+#include <nlohmann/json.hpp>
+
+#include "control/Status.h"
+#include "control/Times.h"
+#include "control/VisibleText.h"
+
+namespace
+{
+
+using Json = nlohmann::ordered_json;
+
+Json utf8List(const std::vector<std::string>& texts)
+{
+    Json list = Json::array();
+    for (const std::string& text : texts)
+        list.push_back(utf8Of(text));
+    return list;
+}
+
+Json orNull(bool known, Json value) { return known ? std::move(value) : Json(); }
+
+Json jsonOf(const DaemonStatus& daemon)
+{
+    const bool known = daemon.maps.has_value();
+    return {{"pid", daemon.pid},
+            {"user", daemon.user},
+            {"since", universalTime(daemon.since)},
+            {"terminal", orNull(!daemon.terminal.empty(), daemon.terminal)},
+            {"service", orNull(!daemon.service.empty(), daemon.service)},
+            {"programReplaced", daemon.programReplaced},
+            {"library", orNull(known, known ? utf8Of(daemon.maps->library) : "")},
+            {"libraryReplaced", orNull(known, known && daemon.maps->libraryReplaced)},
+            {"libraries", utf8List(daemon.libraries)},
+            {"listeners", daemon.listeners},
+            {"groupThreads", daemon.groupThreads},
+            {"waiting", orNull(daemon.waiting.has_value(), daemon.waiting.value_or(0))}};
+}
+
+Json jsonOf(const SegmentState& mutex, const MutexHolder& holder)
+{
+    static constexpr const char* states[] = {"absent", "unreadable", "foreign", "unfinished", "free", "held"};
+    const bool held = mutex.kind == SegmentState::Held;
+    return {{"state", states[mutex.kind]},
+            {"reason", orNull(!mutex.reason.empty(), mutex.reason)},
+            {"thread", orNull(held, mutex.thread)},
+            {"holder", orNull(held && holder.process != 0,
+                              {{"pid", holder.process}, {"name", utf8Of(holder.name)}, {"user", holder.user}})}};
+}
+
+Json jsonOf(const FileStatus& file)
+{
+    const bool read = file.refusal.empty();
+    return {{"path", utf8Of(file.path)},
+            {"exists", !file.missing},
+            {"accepted", read},
+            {"reason", orNull(!read && !file.missing, utf8Of(file.refusal))},
+            {"line", orNull(file.line != 0, file.line)},
+            {"column", orNull(file.line != 0, file.column)},
+            {"cards", orNull(read, file.cards)},
+            {"groups", orNull(read, file.groups)},
+            {"settings", orNull(read, file.settings)},
+            {"losses", orNull(read, file.losses)},
+            {"changed", orNull(!file.missing, universalTime(file.changed))},
+            {"mode", orNull(!file.missing, file.mode)},
+            {"user", orNull(!file.missing, file.user)},
+            {"temporaries", utf8List(file.temporaries)}};
+}
+
+Json movesOf(const FileStatus& file)
+{
+    static constexpr const char* outcomes[] = {"moved", "no cards", "beyond the bound"};
+    Json moves = Json::array();
+    for (const PreferenceUpdater::GroupMove& move : file.moves)
+        moves.push_back({{"group", utf8Of(move.group)},
+                         {"names", utf8List(move.names)},
+                         {"cards", move.cards},
+                         {"outcome", outcomes[move.outcome]}});
+    return {{"left", std::move(moves)}, {"obstacle", orNull(!file.obstacle.empty(), utf8Of(file.obstacle))}};
+}
+
+}
+
+std::string jsonOf(const Status& status)
+{
+    Json daemons = Json::array();
+    for (const DaemonStatus& daemon : status.daemons)
+        daemons.push_back(jsonOf(daemon));
+    Json problems = Json::array();
+    for (const StatusLine& line : linesOf(status))
+        if (!line.advice.empty())
+            problems.push_back(
+                {{"subject", line.subject}, {"text", utf8Of(line.text)}, {"advice", utf8Of(line.advice)}});
+    const bool ok = problems.empty();
+    return Json{{"ok", ok},
+                {"problems", std::move(problems)},
+                {"daemons", std::move(daemons)},
+                {"mutex", jsonOf(status.mutex, status.holder)},
+                {"file", jsonOf(status.file)},
+                {"migration", movesOf(status.file)}}
+        .dump();
+}

@@ -1,0 +1,189 @@
+#include "tests/ControlTest.h"
+
+#include "preferences/SharedPreferenceMutex.h"
+
+/// The line of `status` on a subject, with its mark.
+static std::string lineOf(const std::string& output, const std::string& subject)
+{
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);)
+        if (line.find(subject) == 2)
+            return line;
+    return "no line on " + subject;
+}
+
+static void expectIn(const std::string& part, const std::string& text)
+{
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\nis not in\n" << text;
+}
+
+TEST_F(ControlTest, LockHoldsTheMutexForAsLongAsAnythingOfTheCommandRuns)
+{
+    EXPECT_EQ(control({"lock", "--", "echo", "[a]", "--", "-x", ""}),
+              (Outcome{0, "[a] -- -x \n",
+                       "ostrivanectl: no daemon runs, so there is no shared mutex: the command runs without it\n"}));
+    Child daemon = runDaemon();
+    using Row = std::tuple<Lines, int>;
+    for (const auto& [words, status] : {Row{{"lock", "--", "sh", "-c", "exit 5"}, 5},
+                                        {{"lock", "--", "sh", "-c", "kill -9 $$"}, -1},
+                                        {{"lock", "--", "/nowhere"}, 127},
+                                        {{"lock", "--", "/etc"}, 126},
+                                        {{"lock", "--timeout", "nan", "--", "true"}, 2},
+                                        {{"lock", "true"}, 2},
+                                        {{"lock", "--"}, 2}})
+        EXPECT_EQ(control(words).status, status) << testing::PrintToString(words);
+
+    SharedPreferenceMutex mutex;
+    ASSERT_TRUE(mutex.open(false));
+    const auto isHeld = [&] { return mutex.holder() != 0; };
+    ASSERT_TRUE(waitFor([&] { return !isHeld(); }));
+    const std::string end = stage / "end";
+    mkfifo(end.c_str(), 0600);
+
+    // One that closes all that it inherited, and one whose child goes on when it is killed.
+    Child closing = startControl({"lock", "--", "bash", "-c", "exec 100>&-; read line <" + end});
+    ASSERT_TRUE(waitFor(isHeld));
+    EXPECT_FALSE(waitFor([&] { return !isHeld(); }, std::chrono::milliseconds(100)));
+    const pid_t guardian = mutex.holder();
+    EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(guardian) + "/fd/1"), "/dev/null");
+    kill(guardian, SIGTERM);
+    closing.stop(SIGKILL);
+    EXPECT_TRUE(waitFor([&] { return !isHeld(); }));
+
+    Child leaving = startControl({"lock", "--", "sh", "-c", "(read line <" + end + ") & wait"});
+    const int writer = open(end.c_str(), O_WRONLY | O_CLOEXEC); // once the child has opened it
+    leaving.stop(SIGKILL);
+    const Outcome late = control({"lock", "--timeout", "0.3", "--", "true"});
+    EXPECT_EQ(late.status, 1);
+    expectIn("held by ostrivanectl (pid " + std::to_string(mutex.holder()) + ", user ", late.errors);
+    close(writer);
+    EXPECT_EQ(control({"lock", "--", "true"}), (Outcome{0, "", ""}));
+}
+
+TEST_F(ControlTest, TellsWhoHasTheMutexAndWhatStandsInItsPlace)
+{
+    const auto mutexLine = [this] { return lineOf(control({"status"}).output, "mutex"); };
+    umask(0);
+    Child daemon = runDaemon();
+    EXPECT_EQ(say("plug 17"), "ok");
+    ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Subscribe setd"); }));
+    EXPECT_EQ(mutexLine(), "  mutex        free");
+
+    SharedPreferenceMutex other;
+    ASSERT_TRUE(other.open(false));
+    other.lock();
+    EXPECT_EQ(say("change 17 Gain=1"), "ok");
+    const std::string held = "held by machine_tests (pid " + std::to_string(getpid()) + ", user ";
+    EXPECT_TRUE(waitFor([&] { return mutexLine().ends_with("; 1 thread of the daemon waits"); }));
+    expectIn("  mutex        " + held, mutexLine());
+    const Outcome late = control({"lock", "--timeout", "0", "--", "true"});
+    EXPECT_EQ(late.status, 1);
+    expectIn(held, late.errors);
+    other.unlock();
+    ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Post pref 0 0"); }));
+
+    const pid_t dead = fork();
+    if (dead == 0)
+    {
+        other.lock();
+        _exit(0);
+    }
+    EXPECT_EQ(Child(dead).wait(), 0);
+    const std::string gone = " is gone (thread " + std::to_string(dead) + ")";
+    expectIn("! mutex        held by one that" + gone, mutexLine());
+    const auto begin = std::chrono::steady_clock::now();
+    expectIn("who held the shared mutex" + gone, control({"lock", "--", "true"}).errors);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(9)) << "one does not wait for the dead";
+
+    using Row = std::tuple<const char*, const char*>;
+    for (const auto& [make, text] : {Row{"mkdir", "a directory"},
+                                     {"mkfifo", "neither file nor directory"},
+                                     {"ln -s /etc/passwd", "a symbolic link"},
+                                     {"truncate -s 40", "its creator has not finished it"},
+                                     {"truncate -s 39", "a file of 39 bytes"},
+                                     {"truncate -s 1G", "a file of 1073741824 bytes"},
+                                     {"printf '%040d' 0 >", "no mutex of the daemon's kind"}})
+    {
+        std::filesystem::remove(segmentPath);
+        ASSERT_EQ(std::system((std::string(make) + " " + segmentPath).c_str()), 0);
+        expectIn("! mutex", mutexLine());
+        expectIn(text, mutexLine());
+        const Outcome lock = control({"lock", "--timeout", "0.05", "--", "true"});
+        EXPECT_EQ(lock.status, 1);
+        expectIn("is no shared mutex", lock.errors);
+    }
+    std::filesystem::remove(segmentPath);
+    expectIn("its name was taken away", mutexLine());
+    SharedPreferenceMutex second;
+    ASSERT_TRUE(second.open(true));
+    expectIn("! mutex        free -> it is not the running daemon's", mutexLine());
+}
+
+TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
+{
+    const Outcome without = control({"status"});
+    EXPECT_EQ(without.status, 1);
+    EXPECT_EQ(lineOf(without.output, "daemon"), "! daemon       none runs -> systemctl start ostrivane-helper");
+
+    writePreferences("<card id='17'><attribute name='Label' value='A'/></card>");
+    Child daemon = runDaemon();
+    EXPECT_EQ(say("plug 17"), "ok");
+    EXPECT_TRUE(
+        waitFor([&] { return control({"status"}).output.find("  listeners    1 card ") != std::string::npos; }));
+    const Outcome well = control({"status"});
+    EXPECT_EQ(well.status, 0) << well.output;
+    expectIn("  daemon       pid " + std::to_string(daemon.pid) + " of ", well.output);
+    EXPECT_EQ(lineOf(well.output, "library"), "  library      " + stage / "libTessarigAPI.so");
+    expectIn(preferencePath + ": 1 card, 0 groups, 1 setting, changed 2", well.output);
+    EXPECT_EQ(control({"status", "--jsonn"}).status, 2);
+
+    std::filesystem::copy_file(SIMULATOR_LIBRARY, stage / "new");
+    std::filesystem::rename(stage / "new", stage / "libTessarigAPI.so");
+    writePreferences("<group id='32'><attribute name='NetOutputVideoPort' value='9'/></group>");
+    const std::string left = "/etc/quillstone.QuillstonePreferences.xml~abcdef";
+    std::ofstream(left) << "<";
+    std::filesystem::last_write_time(left, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    const Outcome ill = control({"status"});
+    EXPECT_EQ(ill.status, 1);
+    expectIn("! library      " + stage / "libTessarigAPI.so" + " -> it was replaced since", ill.output);
+    expectIn("! migration    NetOutputVideoPort on group32: no card of the group is in the file", ill.output);
+    expectIn("! left behind  " + left, ill.output);
+    std::filesystem::remove(left);
+
+    writePreferences("\n<card id='17'");
+    expectIn("! file         " + preferencePath + ": line 2, column ", control({"status"}).output);
+    const Outcome json = control({"status", "--json"});
+    EXPECT_EQ(json.status, 1);
+    for (const char* part : {"{\"ok\":false,", "\"libraryReplaced\":true", "\"state\":\"free\"", "\"line\":2,"})
+        expectIn(part, json.output);
+}
+
+TEST_F(ControlTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
+{
+    Child daemon = runDaemon();
+    EXPECT_EQ(say("plug 17"), "ok");
+    Child watch = startControl({"watch"});
+    const auto prints = [this](const std::string& end)
+    { return waitFor([&] { return contents(stage / "output").ends_with("  17  Gain  " + end + "\n"); }); };
+    const std::string inPoll = "7 ";
+    ASSERT_TRUE(
+        waitFor([&] { return contents("/proc/" + std::to_string(watch.pid) + "/syscall").starts_with(inPoll); }));
+
+    EXPECT_EQ(say("change 17 Gain=0.5"), "ok"); // in a folder that is not there yet
+    EXPECT_TRUE(prints("(none) -> 0.5"));
+    std::ofstream(preferencePath) << "<QuillstonePreferences>\n<card id='17'";
+    EXPECT_TRUE(waitFor([&] { return controlErrors().find("can't be read: line 2, column ") != std::string::npos; }));
+    std::filesystem::rename("/etc/quillstone", "/etc/former");
+    writePreferences("<card id='17'><attribute name='Gain' value='0.\x1b'/></card>");
+    EXPECT_TRUE(prints("0.5 -> 0.\\x1B"));
+    std::filesystem::remove_all("/etc/former");
+    EXPECT_EQ(say("change 17 Gain=0.7"), "ok");
+    EXPECT_TRUE(prints("0.\\x1B -> 0.7"));
+    EXPECT_EQ(watch.stop(SIGINT), -1);
+    const std::string output = contents(stage / "output");
+    EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 3) << output;
+
+    const std::string intoNothing = std::string(CONTROL_BINARY) + " watch --json | true";
+    EXPECT_EQ(Child({"/bin/sh", "-c", "set -o pipefail 2>/dev/null; " + intoNothing}, stage / "control-errors").wait(),
+              0);
+}
