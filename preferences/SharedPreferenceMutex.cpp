@@ -7,6 +7,13 @@
 
 #include <cerrno>
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#include <sanitizer/tsan_interface.h>
+#define TELLS_THREAD_SANITIZER
+#endif
+#endif
+
 #include "preferences/Owner.h"
 
 namespace
@@ -22,6 +29,19 @@ constexpr mode_t openToAll = 0666;
 
 /// What a process-shared, recursive mutex has for its kind, if it is neither robust nor of a protocol.
 constexpr int sharedRecursiveKind = PTHREAD_MUTEX_RECURSIVE | 128;
+
+/// True if the mutex is locked before that time of the monotonic clock.
+bool lockWithClock(pthread_mutex_t* mutex, const timespec& end)
+{
+#ifdef TELLS_THREAD_SANITIZER // which does not know this call, and would take the unlock for one too many
+    __tsan_mutex_pre_lock(mutex, __tsan_mutex_try_lock);
+    const bool locked = pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &end) == 0;
+    __tsan_mutex_post_lock(mutex, __tsan_mutex_try_lock | (locked ? 0 : __tsan_mutex_try_lock_failed), 0);
+    return locked;
+#else
+    return pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &end) == 0;
+#endif
+}
 
 /// Without memory behind the segment the first touch would end this process by SIGBUS, and any user can fill the file
 /// system.
@@ -90,7 +110,7 @@ bool SharedPreferenceMutex::lockUntil(std::chrono::steady_clock::time_point dead
     const auto since = deadline.time_since_epoch();
     const auto whole = floor<seconds>(since);
     const timespec time = {whole.count(), duration_cast<nanoseconds>(since - whole).count()};
-    return segment && pthread_mutex_clocklock(segment, CLOCK_MONOTONIC, &time) == 0;
+    return segment && lockWithClock(segment, time);
 }
 
 bool SharedPreferenceMutex::isCurrent() const
