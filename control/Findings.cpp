@@ -1,16 +1,11 @@
 #include "control/Findings.h"
 
-#include <optional>
-
-#include <nlohmann/json.hpp>
-
-#include "control/VisibleText.h"
+#include "control/Json.h"
 #include "preferences/PreferenceIO.h"
 
 namespace
 {
 
-using Json = nlohmann::ordered_json;
 using GroupMove = PreferenceUpdater::GroupMove;
 
 void count(Findings& findings)
@@ -30,8 +25,6 @@ void lookAhead(Findings& findings)
     static_cast<void>(updater.migrate(&findings.moves)); // what it comes to stands in the moves
     findings.changes = changesBetween(findings.file.store, *updater.store);
 }
-
-Json jsonOf(const std::optional<std::string>& value) { return value ? Json(utf8Of(*value)) : Json(); }
 
 const char* nameOf(GroupMove::Outcome outcome)
 {
@@ -63,6 +56,28 @@ Json movesAsJson(const Findings& findings)
     return moves;
 }
 
+Json lossesAsJson(const Findings& findings)
+{
+    Json losses = Json::array();
+    for (const PassedOver& passed : findings.file.report.passedOver)
+        losses.push_back({{"kind", nameOf(passed.kind)},
+                          {"line", passed.place.line},
+                          {"column", passed.place.column},
+                          {"name", utf8Of(passed.name)}});
+    return losses;
+}
+
+Json changesAsJson(const Findings& findings)
+{
+    Json changes = Json::array();
+    for (const SettingChange& change : findings.changes)
+        changes.push_back({{"key", utf8Of(change.key)},
+                           {"name", utf8Of(change.name)},
+                           {"old", orNull(change.before)},
+                           {"new", orNull(change.after)}});
+    return changes;
+}
+
 }
 
 Findings::Findings(const std::string& path) : file(path)
@@ -77,31 +92,20 @@ Findings::Findings(const std::string& path) : file(path)
 std::string jsonOf(const Findings& findings)
 {
     const ReadReport& report = findings.file.report;
-    Json losses = Json::array();
-    for (const PassedOver& passed : report.passedOver)
-        losses.push_back({{"kind", nameOf(passed.kind)},
-                          {"line", passed.place.line},
-                          {"column", passed.place.column},
-                          {"name", utf8Of(passed.name)}});
-    Json changes = Json::array();
-    for (const SettingChange& change : findings.changes)
-        changes.push_back({{"key", utf8Of(change.key)},
-                           {"name", utf8Of(change.name)},
-                           {"old", jsonOf(change.before)},
-                           {"new", jsonOf(change.after)}});
-    Json object = {{"file", utf8Of(findings.file.path)}, {"accepted", !report.refused}};
-    if (report.refused)
-        object.update({{"reason", utf8Of(report.reason)},
-                       {"line", report.place.line},
-                       {"column", report.place.column},
-                       {"text", utf8Of(report.line)}});
-    else
-        object.update({{"cards", findings.cards},
-                       {"groups", findings.groups},
-                       {"settings", findings.settings},
-                       {"losses", std::move(losses)},
-                       {"notKept", utf8Of(findings.notKept)},
-                       {"moves", movesAsJson(findings)},
-                       {"changes", std::move(changes)}});
+    const bool read = !report.refused;
+    const bool placed = report.place.line != 0;
+    const Json object = {{"file", utf8Of(findings.file.path)},
+                         {"accepted", read},
+                         {"reason", orNull(!read, utf8Of(report.reason))},
+                         {"line", orNull(placed, report.place.line)},
+                         {"column", orNull(placed, report.place.column)},
+                         {"text", orNull(placed, utf8Of(report.line))},
+                         {"cards", orNull(read, findings.cards)},
+                         {"groups", orNull(read, findings.groups)},
+                         {"settings", orNull(read, findings.settings)},
+                         {"losses", lossesAsJson(findings)},
+                         {"notKept", orNull(!findings.notKept.empty(), utf8Of(findings.notKept))},
+                         {"moves", movesAsJson(findings)},
+                         {"changes", changesAsJson(findings)}};
     return object.dump();
 }

@@ -4,10 +4,9 @@
 #include <iostream>
 #include <memory>
 
-#include <nlohmann/json.hpp>
-
 #include "control/CommandError.h"
 #include "control/Commands.h"
+#include "control/Json.h"
 #include "control/Options.h"
 #include "control/PreferenceFile.h"
 #include "control/SettingChanges.h"
@@ -68,8 +67,7 @@ void printJson(const std::vector<Row>& rows)
 {
     for (const Row& row : rows)
     {
-        const nlohmann::ordered_json object = {
-            {"key", utf8Of(row.key)}, {"name", utf8Of(row.name)}, {"value", utf8Of(row.value)}};
+        const Json object = {{"key", utf8Of(row.key)}, {"name", utf8Of(row.name)}, {"value", utf8Of(row.value)}};
         std::cout << object.dump() << '\n';
     }
 }

@@ -35,7 +35,7 @@ void addStatus(CLI::App& program, int& status)
 {
     CLI::App* const command = program.add_subcommand(
         "status",
-        "Show the daemon, its library, the shared mutex and the file, and what is wrong; status 1 if something is");
+        "Shows the daemon, its library, the shared mutex and the file, and what is wrong. Status 1 if something is.");
     const auto json = std::make_shared<bool>(false);
     command->add_flag("--json", *json, "Print one object; the manual lists its names");
     command->callback(

@@ -91,7 +91,7 @@ void watch(const std::string& path, bool json)
 void addWatch(CLI::App& program, int&)
 {
     CLI::App* const command =
-        program.add_subcommand("watch", "Print each setting of the file that changes, until Ctrl-C");
+        program.add_subcommand("watch", "Prints each setting of the file that changes, until Ctrl-C.");
     const auto options = std::make_shared<ReadOptions>();
     options->addFileTo(*command);
     options->addJsonTo(*command, "Print one object a line: time, key, name, old, new");

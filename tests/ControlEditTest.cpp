@@ -79,8 +79,9 @@ TEST_F(ControlEditTest, CheckShowsWhereAFileIsRefused)
     EXPECT_EQ(control({"check", "/etc"}).output, "/etc: would not be read\nIs a directory\n");
     EXPECT_EQ(control({"check", "--json", "/dev/zero"}),
               (Outcome{1,
-                       "{\"file\":\"/dev/zero\",\"accepted\":false,\"reason\":\"not a regular file\",\"line\":0,"
-                       "\"column\":0,\"text\":\"\"}\n",
+                       "{\"file\":\"/dev/zero\",\"accepted\":false,\"reason\":\"not a regular "
+                       "file\",\"line\":null,\"column\":null,\"text\":null,\"cards\":null,\"groups\":null,\"settings\":"
+                       "null,\"losses\":[],\"notKept\":null,\"moves\":[],\"changes\":[]}\n",
                        ""}));
 }
 
