@@ -148,6 +148,7 @@ TEST_F(ControlEditTest, WhatIsSetIsReadAgainAsItWasOrRefused)
     EXPECT_EQ(control({"unset", "17", "Na me"}).status, 0);
     EXPECT_EQ(control({"unset", "group16"}).status, 0);
     EXPECT_EQ(control({"list"}), (Outcome{0, "", ""}));
+    EXPECT_NE(contents(preferencePath).find("<QuillstonePreferences />"), std::string::npos);
     writePreferences("<!-- x -->" + card("1", attribute("A", "b")));
     EXPECT_EQ(control({"set", "1", "A", "c"}).errors, "ostrivanectl: lost from the old file: comment (line 1)\n");
 }
