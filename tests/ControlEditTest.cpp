@@ -95,7 +95,7 @@ TEST_F(ControlEditTest, CheckForetellsWhatAStartDoes)
     EXPECT_EQ(control({"check"}),
               (Outcome{0,
                        preferencePath + ": would be read\n2 cards, 2 groups, 5 settings\nThe next write loses:\n"
-                                        "  line 1, column 24: comment\n  line 2, column 297: doubled setting 'L'\n"
+                                        "  line 1, column 24: comment 'x'\n  line 2, column 297: doubled setting 'L'\n"
                                         "A start moves:\n- group16 NetOutputVideoPort = 9000\n"
                                         "- 17 NetOutputVideoPort_0 = 7\n+ 17 NetOutputVideoPort_0 = 9000\n"
                                         "+ 18 NetOutputVideoPort_0 = 9000\nA start leaves where it is:\n"
