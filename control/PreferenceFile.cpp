@@ -109,8 +109,7 @@ void PreferenceFile::requireRightToReplace() const
 std::string lossOf(const PassedOver& passed)
 {
     const std::string kind = nameOf(passed.kind);
-    const bool telling = !passed.name.empty() && passed.kind != Loss::Comment; // a comment is called !--
-    return !telling ? kind : kind + " '" + visible(passed.name) + "'";
+    return passed.name.empty() ? kind : kind + " '" + visible(passed.name) + "'";
 }
 
 std::string lossesOf(const ReadReport& report)

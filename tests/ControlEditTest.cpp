@@ -95,7 +95,7 @@ TEST_F(ControlEditTest, CheckForetellsWhatAStartDoes)
     EXPECT_EQ(control({"check"}),
               (Outcome{0,
                        preferencePath + ": would be read\n2 cards, 2 groups, 5 settings\nThe next write loses:\n"
-                                        "  line 1, column 24: comment\n  line 2, column 297: doubled setting 'L'\n"
+                                        "  line 1, column 24: comment 'x'\n  line 2, column 297: doubled setting 'L'\n"
                                         "A start moves:\n- group16 NetOutputVideoPort = 9000\n"
                                         "- 17 NetOutputVideoPort_0 = 7\n+ 17 NetOutputVideoPort_0 = 9000\n"
                                         "+ 18 NetOutputVideoPort_0 = 9000\nA start leaves where it is:\n"
@@ -148,6 +148,7 @@ TEST_F(ControlEditTest, WhatIsSetIsReadAgainAsItWasOrRefused)
     EXPECT_EQ(control({"unset", "17", "Na me"}).status, 0);
     EXPECT_EQ(control({"unset", "group16"}).status, 0);
     EXPECT_EQ(control({"list"}), (Outcome{0, "", ""}));
+    EXPECT_NE(contents(preferencePath).find("<QuillstonePreferences />"), std::string::npos);
     writePreferences("<!-- x -->" + card("1", attribute("A", "b")));
     EXPECT_EQ(control({"set", "1", "A", "c"}).errors, "ostrivanectl: lost from the old file: comment (line 1)\n");
 }
