@@ -1,14 +1,11 @@
 #include "control/PreferenceLock.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <thread>
 
 #include "control/CommandError.h"
 #include "control/HeldSignals.h"
 #include "control/MutexHolder.h"
 #include "control/SegmentState.h"
-#include "preferences/SharedPreferenceMutex.h"
 
 namespace
 {
@@ -16,12 +13,11 @@ namespace
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// How long one waits before looking whether the holder still lives and the segment is still the one of that name.
+/// How long one waits before looking whether the holder still lives.
 constexpr milliseconds slice(200);
 
 /// How long a creator may take from making the name to having initialised the mutex.
 constexpr milliseconds creation(500);
-constexpr milliseconds creationSlice(10);
 
 const std::string segmentPath = SegmentState::path;
 
@@ -63,53 +59,32 @@ CommandError timedOut()
 PreferenceLock::PreferenceLock(std::chrono::milliseconds timeout)
 {
     const auto begin = steady_clock::now();
-    while (!lockWithin(begin, begin + timeout))
-        if (steady_clock::now() >= begin + timeout)
-            throw timedOut();
-}
-
-PreferenceLock::~PreferenceLock()
-{
-    if (mutex)
-        mutex->unlock();
-}
-
-bool PreferenceLock::held() const { return mutex != nullptr; }
-
-bool PreferenceLock::lockWithin(steady_clock::time_point begin, steady_clock::time_point end)
-{
-    const SegmentState state = readSegment();
-    if (state.kind == SegmentState::Absent)
-        return true;
-    if (isNoMutex(state))
+    const auto end = begin + timeout;
+    while (!lockWithin(std::min(end, steady_clock::now() + slice)))
     {
-        if (steady_clock::now() > begin + creation)
+        if (const SegmentState state = readSegment(); isNoMutex(state) && steady_clock::now() > begin + creation)
             throw noMutex(state);
-        std::this_thread::sleep_for(creationSlice);
-        return false;
+        if (steady_clock::now() >= end)
+            throw timedOut();
     }
-    refuseDeadHolder(state);
+}
 
-    if (state.kind == SegmentState::Unreadable)
-        throw CommandError("can't use the shared mutex " + segmentPath + ": " + state.reason);
+PreferenceLock::~PreferenceLock() = default;
 
-    auto attached = std::make_unique<SharedPreferenceMutex>();
-    errno = 0;
-    if (!attached->open(false))
+bool PreferenceLock::held() const { return lock->outcome == SharedPreferenceLock::Held; }
+
+bool PreferenceLock::lockWithin(steady_clock::time_point end)
+{
+    refuseDeadHolder(readSegment());
+    signals = std::make_unique<HeldSignals>(); // for a slice, so that a wait can be ended
+    lock = std::make_unique<SharedPreferenceLock>(end);
+    if (lock->outcome == SharedPreferenceLock::Unusable)
     {
-        if (errno == 0 || errno == ENOENT) // replaced meanwhile
-            return false;
-        throw systemError("can't use the shared mutex " + segmentPath);
+        const CommandError error = systemError("can't use the shared mutex " + segmentPath);
+        const SegmentState state = readSegment();
+        throw isNoMutex(state) ? noMutex(state) : error;
     }
-    auto held = std::make_unique<HeldSignals>(); // for a slice, so that a wait can be ended
-    if (!attached->isReady() || !attached->lockUntil(std::min(end, steady_clock::now() + slice)))
-        return false;
-    if (!attached->isCurrent()) // replaced meanwhile, as by a daemon that was started anew
-    {
-        attached->unlock();
-        return false;
-    }
-    mutex = std::move(attached);
-    signals = std::move(held);
-    return true;
+    if (lock->outcome != SharedPreferenceLock::Held)
+        signals.reset();
+    return static_cast<bool>(*lock);
 }

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <memory>
 
-#include "preferences/SharedPreferenceMutex.h"
+#include "preferences/SharedPreferenceLock.h"
 
 class HeldSignals;
 
@@ -28,9 +28,9 @@ public:
     bool held() const;
 
 private:
-    /// Waits a part of the time, at most until then. True if the mutex is locked or there is no segment.
-    bool lockWithin(std::chrono::steady_clock::time_point begin, std::chrono::steady_clock::time_point end);
+    /// True if the file may be changed now. Waits for a part of the time, at most until then.
+    bool lockWithin(std::chrono::steady_clock::time_point end);
 
-    std::unique_ptr<HeldSignals> signals;         ///< Let go behind the mutex.
-    std::unique_ptr<SharedPreferenceMutex> mutex; ///< Null if there is no segment.
+    std::unique_ptr<HeldSignals> signals; ///< Let go behind the mutex.
+    std::unique_ptr<SharedPreferenceLock> lock;
 };
