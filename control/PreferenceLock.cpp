@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "control/CommandError.h"
-#include "control/HeldSignals.h"
 #include "control/MutexHolder.h"
 #include "control/SegmentState.h"
 
@@ -76,7 +75,6 @@ bool PreferenceLock::held() const { return lock->outcome == SharedPreferenceLock
 bool PreferenceLock::lockWithin(steady_clock::time_point end)
 {
     refuseDeadHolder(readSegment());
-    signals = std::make_unique<HeldSignals>(); // for a slice, so that a wait can be ended
     lock = std::make_unique<SharedPreferenceLock>(end);
     if (lock->outcome == SharedPreferenceLock::Unusable)
     {
@@ -84,7 +82,5 @@ bool PreferenceLock::lockWithin(steady_clock::time_point end)
         const SegmentState state = readSegment();
         throw isNoMutex(state) ? noMutex(state) : error;
     }
-    if (lock->outcome != SharedPreferenceLock::Held)
-        signals.reset();
     return static_cast<bool>(*lock);
 }

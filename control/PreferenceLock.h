@@ -5,8 +5,6 @@
 
 #include "preferences/SharedPreferenceLock.h"
 
-class HeldSignals;
-
 /// Holds the shared mutex from construction to destruction, so that no card of the machine saves meanwhile. For one
 /// thread, which also destroys it.
 ///
@@ -31,6 +29,5 @@ private:
     /// True if the file may be changed now. Waits for a part of the time, at most until then.
     bool lockWithin(std::chrono::steady_clock::time_point end);
 
-    std::unique_ptr<HeldSignals> signals; ///< Let go behind the mutex.
     std::unique_ptr<SharedPreferenceLock> lock;
 };

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <thread>
 
+#include "preferences/HeldSignals.h"
 #include "preferences/SharedPreferenceMutex.h"
 
 namespace
@@ -52,6 +53,7 @@ std::optional<SharedPreferenceLock::Outcome> SharedPreferenceLock::attempt(Time 
         std::this_thread::sleep_for(creationSlice);
         return std::nullopt;
     }
+    auto held = std::make_unique<HeldSignals>(); // for a slice, so that a signal can end the wait
     if (!attached->lockUntil(std::min(deadline, steady_clock::now() + slice)))
     {
         holder = attached->holder();
@@ -63,5 +65,6 @@ std::optional<SharedPreferenceLock::Outcome> SharedPreferenceLock::attempt(Time 
         return std::nullopt;
     }
     mutex = std::move(attached);
+    signals = std::move(held);
     return Held;
 }

@@ -9,6 +9,7 @@
 inline namespace ostrivane
 {
 
+class HeldSignals;
 class SharedPreferenceMutex;
 
 /// Holds the machine's shared mutex from construction to destruction, so that meanwhile no card saves, nor a program
@@ -16,7 +17,8 @@ class SharedPreferenceMutex;
 ///
 /// Attaches anew each time: a daemon that is started anew makes another segment, also during the wait, and the old one
 /// then excludes nobody. For the one thread that makes it, which also destroys it. Hold it for moments: every card's
-/// save waits. A process that dies holding it leaves it locked until the daemon is started anew.
+/// save waits. A process that dies holding it leaves it locked until the daemon is started anew, so this thread's
+/// signals wait meanwhile; in a program of several threads the others block them themselves.
 class SharedPreferenceLock
 {
 public:
@@ -25,7 +27,7 @@ public:
         Held,
         NoSegment, ///< No daemon runs, so no card saves: nothing is held, and none is made.
         TimedOut,  ///< The deadline came first.
-        Unusable   ///< This user may not open the segment, or what stands at its name is none.
+        Unusable   ///< This user may not open the segment, or what stands at its name is none half a second later.
     };
 
     /// Waits until the deadline at the most; with one that is over, takes the mutex only if it is free. Throws
@@ -48,6 +50,7 @@ private:
 
     std::optional<Outcome> attempt(Time deadline, Time creationEnd);
 
+    std::unique_ptr<HeldSignals> signals;         ///< Let go behind the mutex.
     std::unique_ptr<SharedPreferenceMutex> mutex; ///< Set while it is held.
 };
 

@@ -2,6 +2,9 @@
 
 #include <csignal>
 
+inline namespace ostrivane
+{
+
 /// Lets this thread's signals wait from construction to destruction.
 class HeldSignals
 {
@@ -19,3 +22,5 @@ public:
 private:
     sigset_t before;
 };
+
+}
