@@ -69,7 +69,9 @@ TEST_F(SharingTest, ALockKnowsWhatStandsAtTheNameAndWhoHasIt)
                 EXPECT_EQ(SharedPreferenceLock(in(milliseconds(10))).outcome, SharedPreferenceLock::TimedOut);
                 const SharedPreferenceLock lock(in(milliseconds(5000)));
                 EXPECT_EQ(lock.outcome, SharedPreferenceLock::Held);
-                EXPECT_EQ(next.holder(), gettid()) << letGo;
+                SharedPreferenceMutex current; // by the name, which leads to the next one
+                EXPECT_TRUE(current.open(false));
+                EXPECT_EQ(current.holder(), gettid()) << letGo;
             });
         std::this_thread::sleep_for(milliseconds(100));
         EXPECT_TRUE(next.open(true));
