@@ -251,7 +251,8 @@ TEST_F(ControlEditTest, WhoMayNotReplaceTheFileIsToldBeforeAnythingHappens)
     editWith("echo the editor ran");
     for (const Lines& words : {Lines{"set", "1", "A", "b"}, {"unset", "1"}, {"edit"}, {"import", file}})
     {
-        Lines all = {"/usr/bin/setpriv", "--bounding-set", "-dac_override", CONTROL_BINARY};
+        Lines all = {"/usr/bin/setpriv", "--inh-caps",    "-dac_override",
+                     "--bounding-set",   "-dac_override", CONTROL_BINARY};
         all.insert(all.end(), words.begin(), words.end());
         all.push_back("--user");
         EXPECT_EQ(Child(all, stage / "control-errors", environment, stage / "output").wait(), 1);

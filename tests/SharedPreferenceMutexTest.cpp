@@ -90,8 +90,6 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
     const auto nothing = [] {};
     const auto unsized = [] { std::ofstream(segmentPath) << "short"; };
     const auto folder = [] { static_cast<void>(mkdir(segmentPath, 0777)); };
-    const auto noMemory = []
-    { EXPECT_EQ(std::system("mount -o remount,size=4k /dev/shm && head -c 4096 /dev/zero >/dev/shm/full"), 0); };
     const auto noSpace = []
     {
         signal(SIGXFSZ, SIG_IGN);
@@ -102,7 +100,6 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
     for (const auto& [what, create, prepare, nameLeft] : {Row{"nothing", false, nothing, false},
                                                           {"not sized yet", false, unsized, true},
                                                           {"a folder", true, folder, true},
-                                                          {"no memory", true, noMemory, false},
                                                           {"no space", true, noSpace, false}})
     {
         const auto attempt = [create = create, prepare = prepare]
@@ -118,7 +115,6 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
         EXPECT_EQ(modeOf(segmentPath) != 0, nameLeft) << what;
         remove(segmentPath);
     }
-    EXPECT_EQ(std::system("rm /dev/shm/full && mount -o remount,size=50% /dev/shm"), 0);
 
     // One that attaches while the creator is at work finds the name and the size, and no mutex yet.
     std::ofstream(segmentPath) << std::string(40, '\0');
@@ -126,4 +122,19 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
     EXPECT_TRUE(early.open(false));
     EXPECT_FALSE(early.isReady());
     remove(segmentPath);
+}
+
+TEST(SharedPreferenceMutexTest, StaysClosedWithoutMemoryForTheSegment)
+{
+    if (!mayMount())
+        GTEST_SKIP() << "nothing can be mounted";
+    ASSERT_EQ(std::system("mount -o remount,size=4k none /dev/shm && head -c 4096 /dev/zero >/dev/shm/full"), 0);
+    const auto attempt = []
+    {
+        SharedPreferenceMutex mutex;
+        return mutex.open(true) || mutex.segment ? 1 : 0;
+    };
+    EXPECT_EQ(inAnotherProcess(attempt), 0); // it would end by SIGBUS
+    EXPECT_EQ(modeOf(segmentPath), 0U);
+    EXPECT_EQ(std::system("rm /dev/shm/full && mount -o remount,size=50% none /dev/shm"), 0);
 }
