@@ -129,7 +129,9 @@ void addCheck(CLI::App& program, int& status)
         "check",
         "Shows whether the file would be read, what a write would lose, and what a start would move. Touches nothing.");
     options->addFileTo(*command);
-    command->add_option("FILE", options->file.path, "Check this file")->excludes("--user")->excludes("--file");
+    refuseEmpty(command->add_option("FILE", options->file.path, "Check this file"))
+        ->excludes("--user")
+        ->excludes("--file");
     options->addJsonTo(*command, "Print one object");
     command->callback([options, &status] { status = check(*options) ? 0 : 1; });
 }

@@ -13,7 +13,7 @@ namespace
 {
 
 /// Why a copy can't be taken over, for its author; empty if it can.
-std::string problemOf(PreferenceFile& edited)
+std::string problemOf(PreferenceFile& edited, const PreferenceStore& base)
 {
     if (!edited.read())
     {
@@ -21,6 +21,9 @@ std::string problemOf(PreferenceFile& edited)
         return refusalOf(edited.report) +
                (placed ? "\n" + excerpt(edited.report.line, edited.report.place.column, "    ") : "");
     }
+    for (const auto& [key, attributes] : edited.store.table)
+        if (const std::string problem = problemOfNewKey(key, base); !problem.empty())
+            return problem;
     const std::string notKept = edited.notKept();
     return notKept.empty() ? "" : "the file's format can't hold " + notKept + " as it is";
 }
@@ -48,16 +51,16 @@ Answer ask()
     }
 }
 
-/// Until the copy can be read. False if it is dropped on request.
-bool editUntilReadable(const EditedCopy& copy, PreferenceFile& edited)
+/// Until the copy can be taken over. False if it is dropped on request.
+bool editUntilUsable(const EditedCopy& copy, PreferenceFile& edited, const PreferenceStore& base)
 {
     for (size_t line = 0;; line = edited.report.place.line)
     {
         copy.openInEditor(line);
-        const std::string problem = problemOf(edited);
+        const std::string problem = problemOf(edited, base);
         if (problem.empty())
             return true;
-        std::cerr << "Your copy, " << copy.path << ", can't be read: " << problem << '\n';
+        std::cerr << "Your copy, " << copy.path << ", can't be taken over: " << problem << '\n';
         switch (ask())
         {
         case Answer::EditAgain:
@@ -66,7 +69,7 @@ bool editUntilReadable(const EditedCopy& copy, PreferenceFile& edited)
             return false;
         case Answer::Nothing:
             std::cerr << '\n';
-            throw CommandError("your copy can't be read");
+            throw CommandError("your copy can't be taken over");
         }
     }
 }
@@ -111,21 +114,20 @@ void edit(const ChangeOptions& options)
     PreferenceFile edited(copy.path);
     try
     {
-        if (!editUntilReadable(copy, edited))
+        if (!editUntilUsable(copy, edited, base.store))
             std::cout << "Dropped; nothing was changed.\n";
         else if (!apply(options, base, edited))
             std::cout << "No setting was changed.\n";
         copy.remove();
     }
-    catch (const CommandError& error)
+    catch (const std::exception& error)
     {
         static_cast<void>(edited.read());
         const bool touched = edited.text != text && !edited.missing;
         if (!touched)
             copy.remove();
         throw CommandError(error.what() + std::string("; nothing was changed") +
-                               (touched ? ", what you edited is kept in " + copy.path : ""),
-                           error.status);
+                           (touched ? ", what you edited is kept in " + copy.path : ""));
     }
 }
 

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -26,10 +28,37 @@ constexpr const char* leaf = "/QuillstonePreferences.xml";
 std::string madeFolder()
 {
     std::error_code error;
-    std::string name = (std::filesystem::temp_directory_path(error) / "ostrivanectl-XXXXXX").string();
+    std::filesystem::path parent = std::filesystem::temp_directory_path(error);
+    if (error) // $TMPDIR is no folder
+        parent = "/tmp";
+    std::string name = (std::filesystem::absolute(parent, error) / "ostrivanectl-XXXXXX").string();
     if (!mkdtemp(name.data()))
         throw systemError("no place for a copy to edit, " + name);
     return name;
+}
+
+/// Of the copy that there is.
+std::atomic<const std::string*> lastWords = nullptr;
+
+/// Ends the process as the signal would have, once the handler returns.
+void tellAndEnd(int signal)
+{
+    if (const std::string* words = lastWords)
+        static_cast<void>(!write(STDERR_FILENO, words->data(), words->size()));
+    raise(signal);
+}
+
+void catchSignals()
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
+    {
+        struct sigaction action = {};
+        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN)
+            continue;
+        action.sa_handler = tellAndEnd;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        sigaction(signal, &action, nullptr);
+    }
 }
 
 /// As the shell has it: it may be several words.
@@ -58,8 +87,11 @@ std::string quoted(const std::string& text)
 
 }
 
-EditedCopy::EditedCopy(const std::string& text) : folder(madeFolder()), path(folder + leaf)
+EditedCopy::EditedCopy(const std::string& text)
+    : folder(madeFolder()), path(folder + leaf), notice("\nostrivanectl: your copy is " + path + "\n")
 {
+    lastWords = &notice;
+    catchSignals();
     std::ofstream file(path, std::ios::binary);
     file << text;
     if (!file.flush())
@@ -69,6 +101,8 @@ EditedCopy::EditedCopy(const std::string& text) : folder(madeFolder()), path(fol
     }
     static_cast<void>(chmod(path.c_str(), 0600)); // the folder is private in any case
 }
+
+EditedCopy::~EditedCopy() { lastWords = nullptr; }
 
 void EditedCopy::openInEditor(size_t line) const
 {
@@ -85,6 +119,7 @@ void EditedCopy::openInEditor(size_t line) const
 
 void EditedCopy::remove() const
 {
+    lastWords = nullptr;
     std::error_code left; // a private folder in the place for such
     std::filesystem::remove_all(folder, left);
 }

@@ -39,7 +39,8 @@ void addImport(CLI::App& program, int&)
     const auto options = std::make_shared<ImportOptions>();
     CLI::App* command = program.add_subcommand(
         "import", "Replaces all settings by those of another file, also where the file can't be read any more.");
-    command->add_option("FILE", options->source, "A preference file that 'ostrivanectl check' accepts")->required();
+    refuseEmpty(command->add_option("FILE", options->source, "A preference file that 'ostrivanectl check' accepts"))
+        ->required();
     options->addTo(*command);
     command->callback([options] { import(*options); });
 }

@@ -1,5 +1,7 @@
 #include "control/Options.h"
 
+#include <cstdlib>
+
 #include "control/CommandError.h"
 #include "preferences/PreferenceIO.h"
 #include "preferences/PreferenceStore.h"
@@ -8,16 +10,15 @@ std::string FileChoice::chosen() const
 {
     if (!path.empty())
         return path;
-    const std::string known = PreferenceStore(user).io->path;
-    if (known.empty())
+    if (const char* home = getenv("HOME"); user && (!home || !*home))
         throw CommandError("HOME is not set, so there is no user's own file");
-    return known;
+    return PreferenceStore(user).io->path;
 }
 
 void ReadOptions::addFileTo(CLI::App& command)
 {
     CLI::Option* user = command.add_flag("--user", file.user, "Read the user's own file instead of the machine's");
-    command.add_option("--file", file.path, "Read this file")->excludes(user)->type_name("PATH");
+    refuseEmpty(command.add_option("--file", file.path, "Read this file"))->excludes(user)->type_name("PATH");
 }
 
 void ReadOptions::addJsonTo(CLI::App& command, const std::string& description)
@@ -29,6 +30,11 @@ void ChangeOptions::addTo(CLI::App& command)
 {
     command.add_flag("--user", file.user, "Change the user's own file instead of the machine's");
     addTimeout(command, timeout);
+}
+
+CLI::Option* refuseEmpty(CLI::Option* option)
+{
+    return option->check([](const std::string& word) { return std::string(word.empty() ? "must not be empty" : ""); });
 }
 
 CLI::Option* addKey(CLI::App& command, std::string& key)

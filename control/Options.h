@@ -35,5 +35,8 @@ struct ChangeOptions
     std::chrono::milliseconds timeout = defaultTimeout; ///< For the shared mutex.
 };
 
+/// Makes an empty word for the option a mistake in the command line.
+CLI::Option* refuseEmpty(CLI::Option* option);
+
 CLI::Option* addKey(CLI::App& command, std::string& key);
 CLI::Option* addName(CLI::App& command, std::string& name);

@@ -1,11 +1,13 @@
 #include "control/Program.h"
 
 #include <algorithm>
+#include <csignal>
 #include <iostream>
 #include <string_view>
 
 #include "control/CommandError.h"
 #include "control/Commands.h"
+#include "control/VisibleText.h"
 
 namespace
 {
@@ -18,10 +20,20 @@ int explain(const CLI::App& program, const CLI::ParseError& error)
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
         return program.exit(error);
     const std::vector<std::string> unknown = program.remaining();
-    const bool noCommand = program.get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-');
-    std::cerr << "ostrivanectl: " << (noCommand ? "there is no command '" + unknown.front() + "'" : error.what())
-              << "\nTry 'ostrivanectl --help'.\n";
+    std::string message = error.what();
+    if (program.get_subcommands().empty() && !unknown.empty())
+        message = (unknown.front().starts_with('-') ? "there is no option '" : "there is no command '") +
+                  visible(unknown.front()) + "'";
+    std::cerr << "ostrivanectl: " << message << "\nTry 'ostrivanectl --help'.\n";
     return usageError;
+}
+
+/// A write beyond the limit of a file's size fails, and so can be told. By a handler, as what `lock` and `edit` run has
+/// the signal as it was then.
+void surviveSizeLimit()
+{
+    if (signal(SIGXFSZ, [](int) {}) == SIG_IGN)
+        signal(SIGXFSZ, SIG_IGN);
 }
 
 /// What `lock` runs stands behind "--" and is none of the parser's business: cuts it off and gives its words.
@@ -40,6 +52,7 @@ char** cutCommand(int& argc, char** argv)
 int runProgram(int argc, char** argv)
 {
     char** const command = cutCommand(argc, argv);
+    surviveSizeLimit();
     CLI::App program("Shows what OstrivaneHelper does, and changes saved settings while it runs.", "ostrivanectl");
     program.require_subcommand(1);
     int status = 0;

@@ -21,6 +21,8 @@ bool setIn(PreferenceFile& file, const SetOptions& options)
 {
     if (settingOf(file.store, options.key, options.name) == options.value)
         return false;
+    if (const std::string problem = problemOfNewKey(options.key, file.store); !problem.empty())
+        throw CommandError(problem);
     file.store.set(options.key, options.name, options.value);
     return true;
 }
@@ -44,17 +46,13 @@ void addSet(CLI::App& program, int&)
 {
     const auto options = std::make_shared<SetOptions>();
     CLI::App* command = program.add_subcommand("set", "Sets one setting, as a card's own save would.");
-    addKey(*command, options->key)->required();
-    addName(*command, options->name)->required();
+    refuseEmpty(addKey(*command, options->key))->required();
+    refuseEmpty(addName(*command, options->name))->required();
     command->add_option("VALUE", options->value, "Its value; behind '--' if it begins with '-'")->required();
     options->addTo(*command);
     command->callback(
         [options]
-        {
-            if (options->key.empty() || options->name.empty())
-                throw CommandError("KEY and NAME must not be empty");
-            changeFile(*options, Refused::Stays, [&](PreferenceFile& file) { return setIn(file, *options); });
-        });
+        { changeFile(*options, Refused::Stays, [&](PreferenceFile& file) { return setIn(file, *options); }); });
 }
 
 void addUnset(CLI::App& program, int&)

@@ -3,6 +3,8 @@
 #include <set>
 #include <string_view>
 
+#include "control/VisibleText.h"
+
 namespace
 {
 
@@ -42,6 +44,22 @@ bool hasSettings(const PreferenceStore& store, const std::string& key)
     bool any = false;
     store.forEachAttribute(key, [&](const auto&...) { any = true; });
     return any;
+}
+
+std::string problemOfNewKey(const std::string& key, const PreferenceStore& store)
+{
+    if (hasSettings(store, key))
+        return "";
+    constexpr std::string_view group = "group";
+    constexpr std::string_view blanks = " \t\n\v\f\r";
+    std::string_view id = key;
+    if (id.starts_with(group))
+        id.remove_prefix(group.size());
+    if (id.empty())
+        return "'" + key + "' is no key: there is no id";
+    if (blanks.find(id.front()) != blanks.npos || blanks.find(id.back()) != blanks.npos)
+        return "'" + visible(key) + "' is no key: there are blanks around the id";
+    return "";
 }
 
 void removeSetting(PreferenceStore& store, const std::string& key, const std::string& name)

@@ -31,6 +31,10 @@ std::optional<std::string> settingOf(const PreferenceStore& store, const std::st
 
 bool hasSettings(const PreferenceStore& store, const std::string& key);
 
+/// Why settings under a key that has none in the table would be no card's and no group's: blanks around the id, or none
+/// behind "group". Empty if they may be somebody's.
+std::string problemOfNewKey(const std::string& key, const PreferenceStore& store);
+
 /// Also takes the key out of the table with its last setting: a file in which a key has none gives no such key back.
 void removeSetting(PreferenceStore& store, const std::string& key, const std::string& name);
 

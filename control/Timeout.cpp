@@ -1,5 +1,7 @@
 #include "control/Timeout.h"
 
+#include "control/Options.h"
+
 namespace
 {
 
@@ -15,6 +17,7 @@ void addTimeout(CLI::App& command, std::chrono::milliseconds& timeout)
             throw CLI::ValidationError("--timeout", "is a number of seconds from 0 to 1000000");
         timeout = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
     };
-    command.add_option_function<double>("--timeout", take, "Wait no longer for the shared mutex; 10 unless told")
+    refuseEmpty(
+        command.add_option_function<double>("--timeout", take, "Wait no longer for the shared mutex; 10 unless told"))
         ->type_name("SECONDS");
 }

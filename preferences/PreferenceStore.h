@@ -24,6 +24,8 @@ using PreferenceValue = boost::variant2::variant<bool, long, double, std::string
 using PreferenceAttributes = std::list<std::pair<std::string, PreferenceValue>>;
 
 /// All keys, in the order in which each was first set. A key is a card's id or "group" and the group's id.
+/// One with "group" inside, but not in front, does not survive writing: it is written as a group without the first five
+/// bytes.
 using PreferenceTable = std::list<std::pair<std::string, PreferenceAttributes>>;
 
 /// One preference file in memory: a table that changes only here until write() is called.

@@ -12,7 +12,12 @@ constexpr size_t longestName = 40;
 std::string shortened(std::string_view name)
 {
     const std::string_view line = name.substr(0, name.find('\n'));
-    return line.size() > longestName ? std::string(line.substr(0, longestName)) + "..." : std::string(line);
+    if (line.size() <= longestName)
+        return std::string(line);
+    size_t end = longestName; // not inside a character, if it is UTF-8
+    while (end > longestName - 3 && (line[end] & 0xC0) == 0x80)
+        --end;
+    return std::string(line.substr(0, end)) + "...";
 }
 
 }

@@ -266,7 +266,10 @@ TEST_F(PreferenceFileTest, TellsWhyATextIsRefusedAndWhatAWriteWouldLose)
            "1:39 the attribute 'b' stands there twice |<QuillstonePreferences><a b='1' c='2' b='3'/>"},
           {"<QuillstonePreferences>\n<a b='1 c='2'>",
            "2:12 '2'' is no attribute with a value in quotes |<a b='1 c='2'>"},
-          {"<QuillstonePreferences>\n<a/ >", "2:3 '/' without '>' |<a/ >"}})
+          {"<QuillstonePreferences>\n<a/ >", "2:3 '/' without '>' |<a/ >"},
+          {"<abbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb\xF0\x9F\x8E\xA5/>",
+           "1:1 the first element is <abbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb...> instead of <QuillstonePreferences> "
+           "|<abbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb\xF0\x9F\x8E\xA5/>"}})
     {
         EXPECT_FALSE(store.readText(text, &report)) << text;
         EXPECT_EQ(std::to_string(report.place.line) + ":" + std::to_string(report.place.column) + " " + report.reason +
