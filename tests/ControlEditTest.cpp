@@ -129,7 +129,8 @@ TEST_F(ControlEditTest, WhatIsSetIsReadAgainAsItWasOrRefused)
 
     const std::string before = contents(preferencePath);
     for (const Lines& words : {Lines{"set", "agroup1", "A", "b"},
-                               {"set", "", "A", "b"},
+                               {"set", " 17", "A", "b"},
+                               {"set", "group", "A", "b"},
                                {"unset", "18"},
                                {"unset", "17", "B"},
                                {"get", "17", "B"},
@@ -141,8 +142,23 @@ TEST_F(ControlEditTest, WhatIsSetIsReadAgainAsItWasOrRefused)
         EXPECT_EQ(outcome.output, "");
         EXPECT_NE(outcome.errors, "");
     }
-    for (const Lines& words : {Lines{"set", "17", "A"}, {"get", "17"}, {"list", "--user", "--file", "a"}, {"bogus"}})
+    for (const Lines& words : {Lines{"set", "17", "A"},
+                               {"get", "17"},
+                               {"list", "--user", "--file", "a"},
+                               {"bogus"},
+                               {"set", "", "A", "b"},
+                               {"set", "17", "", "b"},
+                               {"check", ""},
+                               {"import", ""},
+                               {"list", "--file", ""},
+                               {"unset", "17", "A", "--timeout", ""}})
         EXPECT_EQ(control(words).status, 2) << testing::PrintToString(words);
+    EXPECT_NE(control({"--nope"}).errors.find("'--nope'"), std::string::npos);
+    environment["HOME"] = "";
+    EXPECT_EQ(control({"list", "--user"}).errors, "ostrivanectl: HOME is not set, so there is no user's own file\n");
+    const Lines limited = {"/usr/bin/prlimit", "--fsize=150", CONTROL_BINARY, "set", "17", "A", "b"};
+    EXPECT_EQ(Child(limited, stage / "control-errors", environment, stage / "output").wait(), 1);
+    EXPECT_EQ(controlErrors(), "ostrivanectl: " + preferencePath + " can't be written: File too large\n");
     EXPECT_EQ(contents(preferencePath), before);
 
     EXPECT_EQ(control({"unset", "17", "Na me"}).status, 0);
@@ -162,6 +178,15 @@ TEST_F(ControlEditTest, ChangesWaitForTheMutexAndLeaveARefusedFileAlone)
     const Outcome late = control({"set", "17", "A", "b", "--timeout", "0.05"});
     EXPECT_EQ(late.status, 1);
     EXPECT_NE(late.errors.find("is held by"), std::string::npos) << late.errors;
+    editWith("echo '<QuillstonePreferences>" + card("1", attribute("A", "b")) +
+             "</QuillstonePreferences>' >\"$copy\"; echo >" + (stage / "edited"));
+    environment["TMPDIR"] = stage / "none";
+    Child ended = startControl({"edit"});
+    EXPECT_TRUE(waitFor([&] { return std::filesystem::exists(stage / "edited"); }));
+    EXPECT_EQ(ended.stop(), -1);
+    const std::string copy = controlErrors().substr(std::string("\nostrivanectl: your copy is ").size());
+    EXPECT_EQ(copy.substr(0, 18), "/tmp/ostrivanectl-") << controlErrors();
+    EXPECT_EQ(std::filesystem::remove_all(std::filesystem::path(copy).parent_path()), 2u);
     Child waiting = startControl({"set", "17", "A", "c"});
     EXPECT_FALSE(waitFor([] { return std::filesystem::exists(preferencePath); }, std::chrono::milliseconds(60)));
     mutex.unlock();
