@@ -41,12 +41,46 @@ bool sharesMemoryFolder(pid_t process)
     return statusField(process, "NSpid").find('\t') == std::string::npos;
 }
 
+bool isReplaced(const Mapping& mapping)
+{
+    struct stat status = {};
+    return mapping.deleted || stat(mapping.path.c_str(), &status) != 0 || status.st_ino != mapping.file.inode;
+}
+
+std::optional<DaemonStatus::Maps> readMaps(pid_t process)
+{
+    const auto mappings = mappingsOf(process);
+    if (!mappings)
+        return std::nullopt;
+    DaemonStatus::Maps maps;
+    for (const Mapping& mapping : *mappings)
+        if (mapping.path == SegmentState::path)
+            maps.segment = mapping;
+        else if (std::filesystem::path(mapping.path).filename() == libraryName && maps.library.empty())
+        {
+            maps.library = mapping.path;
+            maps.libraryReplaced = isReplaced(mapping);
+        }
+    return maps;
+}
+
+/// Not by the folder's owner: that is root for each process that others may not look into.
+bool belongsToRoot(pid_t process) { return statusField(process, "Uid").starts_with("0\t"); }
+
+bool mapsWhatDaemonsMap(pid_t process)
+{
+    const auto maps = readMaps(process);
+    return maps && (maps->segment || !maps->library.empty());
+}
+
+/// The name alone tells little, as anybody may give it to a program.
 bool isDaemon(pid_t process)
 {
     const std::string program = programOf(process);
     const bool named =
         program.empty() ? processName(process) == daemonName : std::filesystem::path(program).filename() == daemonName;
-    return named && !statusField(process, "State").starts_with('Z') && sharesMemoryFolder(process);
+    return named && !statusField(process, "State").starts_with('Z') && sharesMemoryFolder(process) &&
+           (belongsToRoot(process) || mapsWhatDaemonsMap(process));
 }
 
 /// Fields of "stat" from the third on: the second is a name in brackets and may hold anything.
@@ -91,29 +125,6 @@ void readOrigin(DaemonStatus& daemon)
     const std::string unit = std::filesystem::path(procText(daemon.pid, "cgroup")).filename();
     if (unit.starts_with("ostrivane-helper") && unit.ends_with(".service"))
         daemon.service = unit;
-}
-
-bool isReplaced(const Mapping& mapping)
-{
-    struct stat status = {};
-    return mapping.deleted || stat(mapping.path.c_str(), &status) != 0 || status.st_ino != mapping.file.inode;
-}
-
-std::optional<DaemonStatus::Maps> readMaps(pid_t process)
-{
-    const auto mappings = mappingsOf(process);
-    if (!mappings)
-        return std::nullopt;
-    DaemonStatus::Maps maps;
-    for (const Mapping& mapping : *mappings)
-        if (mapping.path == SegmentState::path)
-            maps.segment = mapping;
-        else if (std::filesystem::path(mapping.path).filename() == libraryName && maps.library.empty())
-        {
-            maps.library = mapping.path;
-            maps.libraryReplaced = isReplaced(mapping);
-        }
-    return maps;
 }
 
 /// Whether a thread waits for what lies in the mapping: "202 0x7f00 ..." is futex() and its first argument. Nothing if

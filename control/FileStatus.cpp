@@ -1,8 +1,11 @@
 #include "control/FileStatus.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "control/Findings.h"
@@ -68,6 +71,8 @@ FileStatus lookAtFile(const std::string& path)
     FileStatus status;
     status.path = path;
     readSettings(status);
+    status.forbidden = !status.refusal.empty() && geteuid() != 0 &&
+                       faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES;
     struct stat file = {};
     if (stat(path.c_str(), &file) == 0)
     {

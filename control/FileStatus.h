@@ -13,8 +13,9 @@ struct FileStatus
 {
     std::string path;
     bool missing = false;
-    std::string refusal; ///< Why it can't be read; empty if it can.
-    size_t line = 0;     ///< Of the refusal, with the column; 0 if the file as a whole is meant.
+    std::string refusal;    ///< Why it can't be read; empty if it can.
+    bool forbidden = false; ///< Refused to this user, who is not root.
+    size_t line = 0;        ///< Of the refusal, with the column; 0 if the file as a whole is meant.
     size_t column = 0;
     size_t cards = 0;
     size_t groups = 0;

@@ -117,12 +117,18 @@ void waitForTheEndOf(const Ties& ties)
     }
 }
 
+bool hasEnded(const Descriptor& process)
+{
+    pollfd watched = {process.get(), POLLIN, 0};
+    return poll(&watched, 1, 0) > 0;
+}
+
 [[noreturn]] void guard(Ties& ties, std::chrono::milliseconds timeout)
 {
     try
     {
         detach(ties);
-        const PreferenceLock lock(timeout);
+        const PreferenceLock lock(timeout, [&] { return !hasEnded(ties.caller); });
         say(ties, lock.held() ? Held : NoSegment);
         ties.report.write = {};
         if (lock.held())

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "control/VisibleText.h"
+
 namespace
 {
 
@@ -60,5 +62,5 @@ MutexHolder findHolder(pid_t thread, const FileId& segment)
 
 std::string describe(const MutexHolder& holder)
 {
-    return holder.name + " (pid " + std::to_string(holder.process) + ", user " + holder.user + ")";
+    return visible(holder.name) + " (pid " + std::to_string(holder.process) + ", user " + holder.user + ")";
 }

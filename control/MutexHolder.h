@@ -17,5 +17,5 @@ struct MutexHolder
 /// one that is gone. Where looking is not allowed, the number alone decides.
 MutexHolder findHolder(pid_t thread, const FileId& segment);
 
-/// "holdmutex (pid 17, user root)".
+/// "holdmutex (pid 17, user root)", for a terminal: the name is the process's own choice.
 std::string describe(const MutexHolder& holder);

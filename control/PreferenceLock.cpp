@@ -55,12 +55,14 @@ CommandError timedOut()
 
 }
 
-PreferenceLock::PreferenceLock(std::chrono::milliseconds timeout)
+PreferenceLock::PreferenceLock(std::chrono::milliseconds timeout, const std::function<bool()>& isWanted)
 {
     const auto begin = steady_clock::now();
     const auto end = begin + timeout;
     while (!lockWithin(std::min(end, steady_clock::now() + slice)))
     {
+        if (!isWanted())
+            throw CommandError("nobody wants the shared mutex any more");
         if (const SegmentState state = readSegment(); isNoMutex(state) && steady_clock::now() > begin + creation)
             throw noMutex(state);
         if (steady_clock::now() >= end)

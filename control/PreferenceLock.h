@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 #include "preferences/SharedPreferenceLock.h"
@@ -16,8 +17,10 @@ class PreferenceLock
 {
 public:
     /// Waits at most that long. Throws CommandError, which names the holder: after the wait if it is alive, at once if
-    /// it is gone or if the segment is none that can be locked.
-    explicit PreferenceLock(std::chrono::milliseconds timeout);
+    /// it is gone or if the segment is none that can be locked. Also throws soon after it is wanted no more, which is
+    /// asked while it waits.
+    explicit PreferenceLock(
+        std::chrono::milliseconds timeout, const std::function<bool()>& isWanted = [] { return true; });
     PreferenceLock(const PreferenceLock&) = delete;
     PreferenceLock& operator=(const PreferenceLock&) = delete;
     ~PreferenceLock();

@@ -54,7 +54,7 @@ Json jsonOf(const FileStatus& file)
     const bool read = file.refusal.empty();
     return {{"path", utf8Of(file.path)},
             {"exists", !file.missing},
-            {"accepted", read},
+            {"accepted", orNull(!file.forbidden, read)},
             {"reason", orNull(!read && !file.missing, utf8Of(file.refusal))},
             {"line", orNull(file.line != 0, file.line)},
             {"column", orNull(file.line != 0, file.column)},

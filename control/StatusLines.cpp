@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 
 #include "control/Status.h"
 #include "control/Times.h"
@@ -154,8 +156,11 @@ StatusLine fileLine(const FileStatus& file)
 {
     if (file.missing)
         return {"file", file.path + ": none yet; the first save makes it", ""};
+    if (file.forbidden)
+        return {"file", file.path + ": " + forRoot, ""};
     if (!file.refusal.empty())
-        return {"file", file.path + ": " + file.refusal, "ostrivanectl check, and then: ostrivanectl edit"};
+        return {"file", file.path + ": " + file.refusal,
+                "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
     std::string text = file.path + ": " + counted(file.cards, "card") + ", " + counted(file.groups, "group") + ", " +
                        counted(file.settings, "setting") + ", changed " + localTime(file.changed) + ", " +
                        rights(file.mode) + " of " + file.user;
@@ -193,12 +198,26 @@ StatusLine migrationLine(const FileStatus& file)
     return {"migration", texts.empty() ? "nothing to move" : inOneLine(texts, "; "), advice};
 }
 
+/// As one word of a command.
+std::string forShell(const std::string& path)
+{
+    const auto isPlain = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || strchr("./~_-", c); };
+    if (std::all_of(path.begin(), path.end(), isPlain))
+        return path;
+    std::string word = "'";
+    for (const char c : path)
+        word += c == '\'' ? "'\\''" : std::string(1, c);
+    return word + "'";
+}
+
 StatusLine temporariesLine(const FileStatus& file)
 {
     if (file.temporaries.empty())
         return {"left behind", "nothing", ""};
-    const std::string names = inOneLine(file.temporaries, " ");
-    return {"left behind", names + ", by a save that was cut off", "rm " + names};
+    std::string command = "rm";
+    for (const std::string& name : file.temporaries)
+        command += " " + forShell(name);
+    return {"left behind", inOneLine(file.temporaries, " ") + ", by a save that was cut off", command};
 }
 
 }
