@@ -1,8 +1,11 @@
 #include "control/MutexHolder.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <filesystem>
 
 #include "control/VisibleText.h"
 
@@ -38,6 +41,20 @@ bool hasThread(pid_t process, pid_t thread)
     return std::any_of(threads.begin(), threads.end(), [&](pid_t task) { return ownNumber(task, task) == thread; });
 }
 
+/// Whether the system hides a living thread of that number from this user.
+bool isHidden(pid_t thread) { return statusField(thread, "Tgid").empty() && kill(thread, 0) != 0 && errno == EPERM; }
+
+/// Whether this process sees those that may hold the segment: all of the machine, or one that uses it.
+bool seesUsersOf(const FileId& segment)
+{
+    std::error_code error;
+    if (std::filesystem::read_symlink("/proc/self/ns/pid", error) == "pid:[4026531836]") // the machine's own namespace
+        return true;
+    const std::vector<pid_t> all = processes();
+    return std::any_of(all.begin(), all.end(),
+                       [&](pid_t process) { return process != getpid() && maps(process, segment, false); });
+}
+
 }
 
 MutexHolder findHolder(pid_t thread, const FileId& segment)
@@ -57,10 +74,14 @@ MutexHolder findHolder(pid_t thread, const FileId& segment)
         holder.name = processName(holder.process);
         holder.user = userOf(holder.process);
     }
+    else
+        holder.gone = thread > 0 && !isHidden(thread) && seesUsersOf(segment);
     return holder;
 }
 
 std::string describe(const MutexHolder& holder)
 {
+    if (holder.process == 0)
+        return "thread " + std::to_string(holder.thread) + ", whose process is not seen from here";
     return visible(holder.name) + " (pid " + std::to_string(holder.process) + ", user " + holder.user + ")";
 }

@@ -8,7 +8,9 @@
 struct MutexHolder
 {
     pid_t thread = 0;
-    pid_t process = 0; ///< 0 if it is gone: no process that uses the segment has a thread of that number.
+    pid_t process = 0; ///< 0 if no process that uses the segment is seen to have a thread of that number.
+    /// It is not only unseen but gone: nothing is hidden from this process that could hold the segment.
+    bool gone = false;
     std::string name;
     std::string user;
 };

@@ -23,7 +23,7 @@ const std::string segmentPath = SegmentState::path;
 /// Throws if who held the mutex lives no more.
 void refuseDeadHolder(const SegmentState& state)
 {
-    if (state.kind != SegmentState::Held || state.thread == 0 || findHolder(state.thread, state.file).process != 0)
+    if (state.kind != SegmentState::Held || state.thread == 0 || !findHolder(state.thread, state.file).gone)
         return;
     const SegmentState now = readSegment(); // it may have let go and ended in between
     if (now.kind == SegmentState::Held && now.thread == state.thread && now.file == state.file)
@@ -49,7 +49,7 @@ CommandError timedOut()
         return noMutex(state);
     const MutexHolder holder = findHolder(state.thread, state.file);
     return CommandError("the shared mutex is held by " +
-                        (holder.process != 0 ? describe(holder) : std::string("one after the other")) +
+                        (holder.thread != 0 ? describe(holder) : std::string("one after the other")) +
                         "; gave up waiting");
 }
 

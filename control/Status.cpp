@@ -18,7 +18,7 @@ void findMutex(Status& status)
         if (before.kind != SegmentState::Held || before.thread == 0)
             return;
         status.holder = findHolder(before.thread, before.file);
-        if (status.holder.process != 0)
+        if (!status.holder.gone)
             return;
         status.mutex = readSegment();
         if (status.mutex.kind == before.kind && status.mutex.thread == before.thread)

@@ -109,7 +109,7 @@ StatusLine segmentLine(const Status& status)
     case SegmentState::Held:
         if (mutex.thread == 0)
             line.text = "changing hands";
-        else if (status.holder.process != 0)
+        else if (!status.holder.gone)
             line.text = "held by " + describe(status.holder);
         else
         {
