@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "preferences/Owner.h"
+
 namespace
 {
 
@@ -106,15 +108,14 @@ int HelperDaemon::writePidFile()
 {
     if (!pidFilePath)
         return 0;
-    FILE* file = fopen(pidFilePath, "w");
+    const Stream file(fopen(pidFilePath, "w"));
     if (!file)
     {
         syslog(LOG_CRIT, "Failed to open pidfile: %s (%u)\n", pidFilePath, static_cast<unsigned>(errno));
         return 1;
     }
     // A full disk is no reason not to run.
-    static_cast<void>(fprintf(file, "%u\n", static_cast<unsigned>(getpid())));
-    static_cast<void>(fclose(file));
+    static_cast<void>(fprintf(file.get(), "%u\n", static_cast<unsigned>(getpid())));
     return 0;
 }
 

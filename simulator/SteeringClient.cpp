@@ -1,7 +1,6 @@
 #include "simulator/SteeringClient.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -32,26 +31,19 @@ std::string explain(const std::string& path, int number)
 SteeringClient::SteeringClient(const std::string& path) : path(path)
 {
     const auto address = addressOf(path);
-    descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (address && connect(descriptor, generic(*address), sizeof *address) == 0)
+    descriptor = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (address && connect(descriptor.get(), generic(*address), sizeof *address) == 0)
         return;
     error = explain(path, address ? errno : ENAMETOOLONG);
-    close(descriptor);
-    descriptor = -1;
-}
-
-SteeringClient::~SteeringClient()
-{
-    if (descriptor >= 0)
-        close(descriptor);
+    descriptor = Descriptor();
 }
 
 std::string SteeringClient::ask(const std::string& line)
 {
     std::string buffer;
-    if (descriptor < 0)
+    if (!descriptor)
         return {};
-    const auto answer = writeLine(descriptor, line) ? readLine(descriptor, buffer) : std::nullopt;
+    const auto answer = writeLine(descriptor.get(), line) ? readLine(descriptor.get(), buffer) : std::nullopt;
     if (!answer)
         error = "the daemon at " + path + " is gone: it has ended before it answered";
     return answer.value_or("");

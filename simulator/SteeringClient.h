@@ -2,15 +2,14 @@
 
 #include <string>
 
+#include "preferences/Owner.h"
+
 /// The client's end: sends one line and waits for the line of answer. The answer is empty if there is nobody at the
 /// path or the connection broke; then `error` says what a person has to know, with the path.
 class SteeringClient
 {
 public:
     explicit SteeringClient(const std::string& path);
-    ~SteeringClient();
-    SteeringClient(const SteeringClient&) = delete;
-    SteeringClient& operator=(const SteeringClient&) = delete;
 
     std::string ask(const std::string& line);
 
@@ -18,5 +17,5 @@ public:
 
 private:
     const std::string path;
-    int descriptor = -1;
+    Descriptor descriptor;
 };

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <iterator>
 #include <system_error>
+#include <utility>
 
 #include "simulator/Commands.h"
 #include "simulator/LineSocket.h"
@@ -22,10 +23,10 @@ SteeringSocket::SteeringSocket(Simulator& simulator, const std::string& path) : 
         fprintf(stderr, "simulator: no socket at %s: the path is empty or too long\n", path.c_str());
         return;
     }
-    listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    fchmod(listener, 0600); // becomes the path's mode: the daemon clears its umask
+    listener = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    fchmod(listener.get(), 0600); // becomes the path's mode: the daemon clears its umask
     unlink(path.c_str());
-    if (bind(listener, generic(*address), sizeof *address) != 0 || listen(listener, SOMAXCONN) != 0)
+    if (bind(listener.get(), generic(*address), sizeof *address) != 0 || listen(listener.get(), SOMAXCONN) != 0)
     {
         fprintf(stderr, "simulator: no socket at %s: %s\n", path.c_str(), strerror(errno));
         return;
@@ -35,7 +36,7 @@ SteeringSocket::SteeringSocket(Simulator& simulator, const std::string& path) : 
 
 SteeringSocket::~SteeringSocket()
 {
-    shutdown(listener, SHUT_RDWR);
+    shutdown(listener.get(), SHUT_RDWR);
     if (acceptor.joinable())
     {
         acceptor.join();
@@ -45,37 +46,35 @@ SteeringSocket::~SteeringSocket()
         const std::lock_guard lock(mutex);
         for (const Connection& connection : connections)
             if (!connection.ended)
-                shutdown(connection.descriptor, SHUT_RDWR);
+                shutdown(connection.descriptor.get(), SHUT_RDWR);
     }
     for (Connection& connection : connections)
         connection.thread.join();
-    close(listener);
 }
 
 void SteeringSocket::accept()
 {
     while (true)
     {
-        const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (descriptor < 0 && errno == EINVAL)
+        Descriptor descriptor(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (!descriptor && errno == EINVAL)
             return; // shut down
         removeEnded();
-        if (descriptor < 0)
+        if (!descriptor)
         {
             std::this_thread::sleep_for(std::chrono::milliseconds(10)); // until there are descriptors again
             continue;
         }
         const std::lock_guard lock(mutex);
         Connection& connection = connections.emplace_back();
-        connection.descriptor = descriptor;
+        connection.descriptor = std::move(descriptor);
         try
         {
             connection.thread = std::thread([this, &connection] { serve(connection); });
         }
         catch (const std::system_error&)
         {
-            close(descriptor); // no thread to be had: who connected may try again
-            connections.pop_back();
+            connections.pop_back(); // no thread to be had: who connected may try again
         }
     }
 }
@@ -85,7 +84,7 @@ void SteeringSocket::serve(Connection& connection)
     int descriptor = -1;
     {
         const std::lock_guard lock(mutex); // its maker is done with it
-        descriptor = connection.descriptor;
+        descriptor = connection.descriptor.get();
     }
     std::string buffer;
     while (const auto line = readLine(descriptor, buffer))
@@ -94,7 +93,7 @@ void SteeringSocket::serve(Connection& connection)
 
     const std::lock_guard lock(mutex);
     connection.ended = true;
-    close(descriptor);
+    connection.descriptor = Descriptor();
 }
 
 /// On the acceptor alone.

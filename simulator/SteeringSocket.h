@@ -5,6 +5,8 @@
 #include <string>
 #include <thread>
 
+#include "preferences/Owner.h"
+
 class Simulator;
 
 /// Takes commands for the simulator on a unix socket: a line each, a line of answer each. Every connection has a
@@ -23,7 +25,7 @@ public:
 private:
     struct Connection
     {
-        int descriptor = -1;
+        Descriptor descriptor;
         bool ended = false;
         std::thread thread;
     };
@@ -34,7 +36,7 @@ private:
 
     Simulator& simulator;
     const std::string path;
-    int listener = -1;
+    Descriptor listener;
     std::mutex mutex; ///< Guards `connections` and what they hold, but for the threads.
     std::list<Connection> connections;
     std::thread acceptor;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <sstream>
 
+#include "preferences/Owner.h"
 #include "simulator/Commands.h"
 #include "simulator/Simulator.h"
 #include "simulator/SteeringSocket.h"
@@ -36,11 +37,9 @@ public:
     {
         socket.reset();
         const char* path = getenv("TESSARIG_SIMULATOR_REPORT");
-        FILE* file = path ? fopen(path, "w") : nullptr;
-        if (!file)
-            return;
-        fprintf(file, "%s\n", execute(simulator, "references").c_str());
-        fclose(file);
+        const Stream file(path ? fopen(path, "w") : nullptr);
+        if (file)
+            fprintf(file.get(), "%s\n", execute(simulator, "references").c_str());
     }
 
 private:

@@ -1,5 +1,6 @@
 #include "tests/ControlTest.h"
 
+#include "preferences/Owner.h"
 #include "preferences/SharedPreferenceMutex.h"
 
 /// The line of `status` on a subject, with its mark.
@@ -51,12 +52,12 @@ TEST_F(ControlTest, LockHoldsTheMutexForAsLongAsAnythingOfTheCommandRuns)
     EXPECT_TRUE(waitFor([&] { return !isHeld(); }));
 
     Child leaving = startControl({"lock", "--", "sh", "-c", "(read line <" + end + ") & wait"});
-    const int writer = open(end.c_str(), O_WRONLY | O_CLOEXEC); // once the child has opened it
+    Descriptor writer(open(end.c_str(), O_WRONLY | O_CLOEXEC)); // once the child has opened it
     leaving.stop(SIGKILL);
     const Outcome late = control({"lock", "--timeout", "0.3", "--", "true"});
     EXPECT_EQ(late.status, 1);
     expectIn("held by ostrivanectl (pid " + std::to_string(mutex.holder()) + ", user ", late.errors);
-    close(writer);
+    writer = Descriptor();
     EXPECT_EQ(control({"lock", "--", "true"}), (Outcome{0, "", ""}));
 }
 

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <tuple>
 
+#include "preferences/Owner.h"
 #include "simulator/SteeringSocket.h"
 #include "tests/SimulatorTest.h"
 #include "tests/TestMachine.h"
@@ -21,9 +22,8 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
     {
         const sockaddr_un address = {AF_UNIX, "left"}; // as a killed daemon leaves its socket
         std::filesystem::current_path(stage.folder);
-        const int left = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        ASSERT_EQ(bind(left, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-        close(left);
+        const Descriptor left(::socket(AF_UNIX, SOCK_STREAM, 0));
+        ASSERT_EQ(bind(left.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
     plugged(17);
     using Row = std::tuple<const char*, const char*, std::string, int>; // socket, words, part of what is said, status

@@ -20,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+#include "preferences/Owner.h"
 #include "tests/Waiting.h"
 
 using Lines = std::vector<std::string>;
@@ -55,11 +56,9 @@ public:
     {
         const sockaddr_un address = {AF_UNIX, "/dev/log"};
         const bool own = getenv("OSTRIVANE_PRIVATE_MACHINE") && remove(address.sun_path) <= 0;
-        if (!own || bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        if (!own || bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
             throw std::runtime_error("not on a machine of the test's own, or no place for /dev/log on it");
     }
-
-    ~SyslogCollector() { close(socket); }
 
     /// Waits until there are so many messages and takes all that there are, each as "priority text", without date,
     /// ident and pid.
@@ -69,7 +68,7 @@ public:
         const auto enough = [&]
         {
             char bytes[4096];
-            for (ssize_t size = 0; (size = recv(socket, bytes, sizeof bytes, MSG_DONTWAIT)) > 0;)
+            for (ssize_t size = 0; (size = recv(socket.get(), bytes, sizeof bytes, MSG_DONTWAIT)) > 0;)
             {
                 // <14>Nov 22 10:00:00 OstrivaneHelper[123]: text
                 const std::string line(bytes, static_cast<size_t>(size));
@@ -84,7 +83,7 @@ public:
     }
 
 private:
-    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const Descriptor socket{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
 };
 
 /// A folder with its own copy of what a program needs beside it, removed in the end.
