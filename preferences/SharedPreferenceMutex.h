@@ -47,9 +47,9 @@ public:
     /// segment. One look: it may be out of date on return, and names the dead if a thread died holding the mutex.
     pid_t holder() const;
 
-    /// Whether the name still leads to this segment. Asked once the mutex is locked: a daemon that was started meanwhile
-    /// has made a new segment, which others use by now, and one that was stopped has taken the name away. False as well
-    /// without a segment.
+    /// Whether the name still leads to this segment. Asked once the mutex is locked: a daemon that was started
+    /// meanwhile has made a new segment, which others use by now, and one that was stopped has taken the name away.
+    /// False as well without a segment.
     bool isCurrent() const;
 
     pthread_mutex_t* segment = nullptr;
