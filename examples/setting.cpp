@@ -1,7 +1,9 @@
 // Shows a setting of a card, or changes it while OstrivaneHelper runs and cards save:
 //   setting 17 Label
 //   setting 17 Label "Studio A"
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -68,10 +70,18 @@ int change(const std::string& key, const std::string& name, const std::string& t
 
 int main(int argc, char** argv)
 {
-    if (argc == 3)
-        return show(argv[1], argv[2]);
-    if (argc == 4)
-        return change(argv[1], argv[2], argv[3]);
-    std::cerr << "usage: setting CARD NAME [VALUE]\n";
-    return 2;
+    try
+    {
+        if (argc == 3)
+            return show(argv[1], argv[2]);
+        if (argc == 4)
+            return change(argv[1], argv[2], argv[3]);
+        std::cerr << "usage: setting CARD NAME [VALUE]\n";
+        return 2;
+    }
+    catch (...) // no memory, or the file's folder can't be looked at
+    {
+        std::fputs("setting: the preferences can't be changed\n", stderr);
+        return 1;
+    }
 }

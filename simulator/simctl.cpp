@@ -96,10 +96,8 @@ int runInput(SteeringClient& client)
     return worst;
 }
 
-}
-
 /// Says one command, or, without words, each line of standard input. The status is that of the worst answer.
-int main(int argc, char* argv[])
+int steer(int argc, char** argv)
 {
     CLI::App app("Steers the simulated cards of a daemon. Without a word it takes lines of words from its input.",
                  "simctl");
@@ -131,4 +129,19 @@ int main(int argc, char* argv[])
     }
     SteeringClient client(path);
     return commands.empty() ? runInput(client) : run(client, line);
+}
+
+}
+
+int main(int argc, char** argv)
+{
+    try
+    {
+        return steer(argc, argv);
+    }
+    catch (...)
+    {
+        fputs("simctl: out of memory\n", stderr);
+        return unreachable;
+    }
 }
