@@ -18,7 +18,7 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
 {
     const Stage stage;
     const SteeringSocket socket(simulator, stage / "socket");
-    std::ofstream(stage / "file");
+    const std::ofstream file(stage / "file");
     {
         const sockaddr_un address = {AF_UNIX, "left"}; // as a killed daemon leaves its socket
         std::filesystem::current_path(stage.folder);
