@@ -56,9 +56,9 @@ std::optional<DaemonStatus::Maps> readMaps(pid_t process)
     for (const Mapping& mapping : *mappings)
         if (mapping.path == SegmentState::path)
             maps.segment = mapping;
-        else if (std::filesystem::path(mapping.path).filename() == libraryName && maps.library.empty())
+        else if (std::filesystem::path(mapping.path).filename() == libraryName && maps.libraryPath.empty())
         {
-            maps.library = mapping.path;
+            maps.libraryPath = mapping.path;
             maps.libraryReplaced = isReplaced(mapping);
         }
     return maps;
@@ -70,7 +70,7 @@ bool belongsToRoot(pid_t process) { return statusField(process, "Uid").starts_wi
 bool mapsWhatDaemonsMap(pid_t process)
 {
     const auto maps = readMaps(process);
-    return maps && (maps->segment || !maps->library.empty());
+    return maps && (maps->segment || !maps->libraryPath.empty());
 }
 
 /// The name alone tells little, as anybody may give it to a program.
@@ -188,7 +188,7 @@ DaemonStatus lookAt(pid_t process)
     readOrigin(daemon);
     daemon.maps = readMaps(process);
     readThreads(daemon);
-    if (daemon.maps && daemon.maps->library.empty())
+    if (daemon.maps && daemon.maps->libraryPath.empty())
         daemon.libraries = findLibraries(process);
     return daemon;
 }

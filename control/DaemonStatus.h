@@ -13,7 +13,7 @@ struct DaemonStatus
     /// What its memory maps tell; they are for root and the daemon's own user.
     struct Maps
     {
-        std::string library; ///< The device library's file; empty if none is mapped.
+        std::string libraryPath; ///< The device library's file; empty if none is mapped.
         bool libraryReplaced = false;
         std::optional<Mapping> segment; ///< Of the shared mutex.
     };

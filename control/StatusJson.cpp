@@ -30,7 +30,7 @@ Json jsonOf(const DaemonStatus& daemon)
             {"terminal", orNull(!daemon.terminal.empty(), daemon.terminal)},
             {"service", orNull(!daemon.service.empty(), daemon.service)},
             {"programReplaced", daemon.programReplaced},
-            {"library", orNull(known, known ? utf8Of(daemon.maps->library) : "")},
+            {"library", orNull(known, known ? utf8Of(daemon.maps->libraryPath) : "")},
             {"libraryReplaced", orNull(known, known && daemon.maps->libraryReplaced)},
             {"libraries", utf8List(daemon.libraries)},
             {"listeners", daemon.listeners},

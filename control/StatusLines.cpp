@@ -54,8 +54,9 @@ StatusLine libraryLine(const DaemonStatus& daemon)
     const std::string subject = "library";
     if (!daemon.maps)
         return {subject, forRoot, ""};
-    if (!daemon.maps->library.empty())
-        return {subject, daemon.maps->library, daemon.maps->libraryReplaced ? "it was replaced since: " + restart : ""};
+    if (!daemon.maps->libraryPath.empty())
+        return {subject, daemon.maps->libraryPath,
+                daemon.maps->libraryReplaced ? "it was replaced since: " + restart : ""};
     if (daemon.libraries.empty())
         return {subject, "none: libTessarigAPI.so is neither in the daemon's folder nor on the system's search path",
                 "install the cards' library, then: " + restart};
