@@ -9,8 +9,8 @@
 #include "testing/ProcessCounters.h"
 #include "testing/TemporaryFolder.h"
 
-Program::Program(const SyslogCollector& syslog, const Lines& words, int cards)
-    : child(words, "/dev/null", {{"BARE_LIBRARY_CARDS", std::to_string(cards)}}), syslog(syslog)
+Program::Program(const SyslogCollector& collector, const Lines& words, int cards)
+    : child(words, "/dev/null", {{"BARE_LIBRARY_CARDS", std::to_string(cards)}}), syslog(collector)
 {
     require(syslog.take(1).size() == 1, words.front() + " is not ready");
 }

@@ -13,7 +13,7 @@ class Program
 {
 public:
     /// The bare device library beside the program, if it is there, makes so many cards.
-    Program(const SyslogCollector& syslog, const Lines& words, int cards);
+    Program(const SyslogCollector& collector, const Lines& words, int cards);
 
     /// Returns once it has so many threads, or more, and none of them runs any more.
     void awaitIdle(long threads) const;

@@ -22,7 +22,7 @@ constexpr auto pause = 1ms;
 class WaitingThread
 {
 public:
-    explicit WaitingThread(std::function<void()> work) : work(std::move(work)), thread([this] { run(); }) {}
+    explicit WaitingThread(std::function<void()> whenWoken) : work(std::move(whenWoken)), thread([this] { run(); }) {}
 
     ~WaitingThread()
     {

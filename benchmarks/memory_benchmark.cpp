@@ -22,7 +22,7 @@ const char* const privatePages = "Private_"; // clean and dirty
 class MemoryBenchmark
 {
 public:
-    explicit MemoryBenchmark(const Report& report) : report(report) {}
+    explicit MemoryBenchmark(const Report& rows) : report(rows) {}
 
     void measureEmpty() const
     {
