@@ -15,7 +15,7 @@
 #include "simulator/Commands.h"
 #include "simulator/LineSocket.h"
 
-SteeringSocket::SteeringSocket(Simulator& simulator, const std::string& path) : simulator(simulator), path(path)
+SteeringSocket::SteeringSocket(Simulator& steered, const std::string& place) : simulator(steered), path(place)
 {
     const auto address = addressOf(path);
     if (!address)

@@ -6,7 +6,9 @@
 #include <tuple>
 
 #include "preferences/Owner.h"
+#include "simulator/Commands.h"
 #include "simulator/SteeringSocket.h"
+#include "simulator/Words.h"
 #include "testing/Child.h"
 #include "testing/TemporaryFolder.h"
 #include "tests/SimulatorTest.h"
@@ -37,6 +39,8 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
           {"socket", "</dev/null", "", 0},
           {"", "--help", "references", 0},
           {"", "fail --help", "TIMES", 0},
+          {"", "--complete slow 17", "PersistState", 0},
+          {"socket", "--complete unplug", "17", 0},
           {"", "juggle", "juggle", 1},
           {"", "change 17 Label=Studio A", "not expected: A", 1},
           {"", "change 17 'Label=\n'", "one line", 1},
@@ -51,6 +55,8 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
         EXPECT_EQ(child.wait(), status);
         EXPECT_NE(contents("said").find(said), std::string::npos) << contents("said");
     }
+    for (const Word& word : allWords)
+        EXPECT_EQ(execute(simulator, word.name).find("unknown"), std::string::npos) << word.name;
     EXPECT_EQ(simulator.find(17)->stateOfDevice.PersistState(), S_OK);
     EXPECT_EQ(simulator.find(17)->savedValue("Label"), " a  *");
 }
