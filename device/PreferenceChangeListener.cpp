@@ -10,9 +10,6 @@
 namespace
 {
 
-/// Between a request and its save: changes that come in one go are saved in two goes at the most.
-constexpr std::chrono::nanoseconds settleTime{500'000};
-
 /// Opens the latch however its scope is left: the library may even end the worker, and whoever ends the listener waits.
 struct Opener
 {

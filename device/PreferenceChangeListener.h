@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <latch>
 #include <mutex>
@@ -21,6 +22,9 @@
 class PreferenceChangeListener final : public ITessarigNotificationCallback
 {
 public:
+    /// Between a request and its save: changes that come in one go are saved in two goes at the most.
+    static constexpr std::chrono::nanoseconds settleTime{500'000};
+
     /// Starts the worker, which prepares and subscribes on its own; returns without waiting for that. `preferenceMutex`
     /// must outlive the listener. Throws std::system_error if no thread can be had; then nothing is left behind.
     PreferenceChangeListener(SharedPreferenceMutex* preferenceMutex, const COMPtr<ITessarig>& device);

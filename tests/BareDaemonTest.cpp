@@ -1,9 +1,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 
-#include <cstring>
-#include <utility>
-
+#include "testing/ProcessCounters.h"
 #include "tests/DaemonTest.h"
 
 /// What the runtime of a sanitizer would stand in the way of: it intercepts calls and has a thread of its own.
@@ -53,19 +51,6 @@ TEST_F(BareDaemonTest, GoesOnWhereAnotherCallFails)
     }
 }
 
-/// All context switches that the process's threads have made so far.
-static long contextSwitches(pid_t process)
-{
-    long sum = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task"))
-    {
-        const std::string status = contents(task.path() / "status");
-        for (size_t at = 0; (at = status.find("ctxt_switches:", at)) != std::string::npos;)
-            sum += std::stol(status.substr(at += strlen("ctxt_switches:")));
-    }
-    return sum;
-}
-
 TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
 {
     Child daemon = run({"-n"});
@@ -76,10 +61,9 @@ TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
         ASSERT_TRUE(waitFor([&] { return say("calls " + std::to_string(id)).ends_with("Subscribe setd"); }));
     }
     // The thread of the last steering connection ends first; then nothing has a reason to run.
-    long settled = contextSwitches(daemon.pid);
-    const auto moved = [&] { return std::exchange(settled, contextSwitches(daemon.pid)) != settled; };
-    ASSERT_TRUE(waitFor([&] { return !waitFor(moved, std::chrono::milliseconds(50)); }));
-    EXPECT_FALSE(waitFor(moved, std::chrono::seconds(2)));
+    ASSERT_TRUE(awaitIdle(daemon.pid, 101));
+    const long settled = contextSwitches(daemon.pid);
+    EXPECT_FALSE(waitFor([&] { return contextSwitches(daemon.pid) != settled; }, std::chrono::seconds(2)));
     EXPECT_EQ(daemon.stop(), 0);
 }
 

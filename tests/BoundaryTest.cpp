@@ -7,7 +7,7 @@
 
 #include "device/PreferenceChangeListener.h"
 #include "simulator/SimulatedObject.h"
-#include "tests/Waiting.h"
+#include "testing/Waiting.h"
 
 using Positions = std::vector<size_t>;
 

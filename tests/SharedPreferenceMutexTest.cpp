@@ -7,7 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "preferences/SharedPreferenceMutex.h"
-#include "tests/TestMachine.h"
+#include "testing/Child.h"
+#include "testing/PrivateMachine.h"
 
 /// What the body returns in a process of its own, which ends without destructors.
 template <typename Body>

@@ -1,13 +1,17 @@
-#include <array>
-#include <cstdio>
+#include <sys/socket.h>
+#include <sys/un.h>
+
 #include <filesystem>
 #include <fstream>
 #include <tuple>
 
 #include "preferences/Owner.h"
+#include "simulator/Commands.h"
 #include "simulator/SteeringSocket.h"
+#include "simulator/Words.h"
+#include "testing/Child.h"
+#include "testing/TemporaryFolder.h"
 #include "tests/SimulatorTest.h"
-#include "tests/TestMachine.h"
 
 /// The steering tool as a person calls it, in a shell.
 class SimctlTest : public SimulatorTest
@@ -16,7 +20,7 @@ class SimctlTest : public SimulatorTest
 
 TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
 {
-    const Stage stage;
+    const TemporaryFolder stage;
     const SteeringSocket socket(simulator, stage / "socket");
     const std::ofstream file(stage / "file");
     {
@@ -35,6 +39,8 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
           {"socket", "</dev/null", "", 0},
           {"", "--help", "references", 0},
           {"", "fail --help", "TIMES", 0},
+          {"", "--complete slow 17", "PersistState", 0},
+          {"socket", "--complete unplug", "17", 0},
           {"", "juggle", "juggle", 1},
           {"", "change 17 Label=Studio A", "not expected: A", 1},
           {"", "change 17 'Label=\n'", "one line", 1},
@@ -44,13 +50,13 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
           {"left", "list", "the daemon at left is gone", 2}})
     {
         SCOPED_TRACE(std::string(path) + " " + words);
-        FILE* output =
-            popen(("TESSARIG_SIMULATOR_SOCKET=" + std::string(path) + " " SIMCTL " " + words + " 2>&1").c_str(), "r");
-        std::array<char, 4096> bytes = {};
-        const size_t size = fread(bytes.data(), 1, bytes.size(), output);
-        EXPECT_EQ(WEXITSTATUS(pclose(output)), status);
-        EXPECT_NE(std::string(bytes.data(), size).find(said), std::string::npos) << bytes.data();
+        Child child({"/bin/sh", "-c", SIMCTL " " + std::string(words) + " >said 2>&1"}, "said",
+                    {{"TESSARIG_SIMULATOR_SOCKET", path}});
+        EXPECT_EQ(child.wait(), status);
+        EXPECT_NE(contents("said").find(said), std::string::npos) << contents("said");
     }
+    for (const Word& word : allWords)
+        EXPECT_EQ(execute(simulator, word.name).find("unknown"), std::string::npos) << word.name;
     EXPECT_EQ(simulator.find(17)->stateOfDevice.PersistState(), S_OK);
     EXPECT_EQ(simulator.find(17)->savedValue("Label"), " a  *");
 }
