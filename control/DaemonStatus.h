@@ -7,7 +7,7 @@
 
 #include "control/Proc.h"
 
-/// One daemon as it shows itself to others.
+/// What a daemon that runs shows of itself to others.
 struct DaemonStatus
 {
     /// What its memory maps tell; they are for root and the daemon's own user.

@@ -29,7 +29,7 @@ std::string userOf(pid_t process);
 /// Where a link of its folder leads to, such as "exe" or "fd/0".
 std::string procLink(pid_t process, const std::string& link);
 
-/// What makes a file the same file.
+/// Tells a file from all others.
 struct FileId
 {
     dev_t device = 0;
