@@ -27,7 +27,7 @@ namespace
 
 /// How often a file is read until it stays the same, and how long it is left to its writer in between.
 constexpr int maxReadings = 50;
-constexpr std::chrono::milliseconds pause(2);
+constexpr std::chrono::milliseconds betweenReadings(2);
 
 /// The bytes as they all stood in the file at one moment. One that is replaced meanwhile is read to its end. One that
 /// is written in place gives the same twice once its writer is through, or pauses; until then it fails with EAGAIN.
@@ -44,7 +44,7 @@ std::optional<std::string> readAtOneMoment(const std::string& path, struct stat&
         if (again == bytes)
             return bytes;
         bytes = std::move(again);
-        std::this_thread::sleep_for(pause);
+        std::this_thread::sleep_for(betweenReadings);
     }
     if (bytes)
         errno = EAGAIN;
