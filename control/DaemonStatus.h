@@ -23,6 +23,7 @@ struct DaemonStatus
     std::time_t since = 0;
     std::string terminal; ///< Empty in the background.
     std::string service;  ///< The unit of that name that it runs as, if any.
+    bool stopped = false; ///< By a signal.
     bool programReplaced = false;
     size_t listeners = 0;
     size_t groupThreads = 0;

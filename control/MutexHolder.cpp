@@ -79,6 +79,7 @@ MutexHolder findHolder(pid_t thread, const FileId& segment)
     else
     {
         holder.certain = maps(holder.process, segment).value_or(false);
+        holder.stopped = isStopped(holder.process);
         holder.name = processName(holder.process);
         holder.user = userOf(holder.process);
     }
@@ -90,5 +91,5 @@ std::string describe(const MutexHolder& holder)
     if (holder.process == 0)
         return "thread " + std::to_string(holder.thread) + ", which is not seen from here and perhaps gone";
     return visible(holder.name) + " (pid " + std::to_string(holder.process) + ", user " + holder.user +
-           (holder.certain ? ")" : ", to judge by its number alone)");
+           (holder.stopped ? ", stopped" : "") + (holder.certain ? ")" : ", to judge by its number alone)");
 }

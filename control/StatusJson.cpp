@@ -22,6 +22,7 @@ Json jsonOf(const DaemonStatus& daemon)
             {"since", universalTime(daemon.since)},
             {"terminal", orNull(!daemon.terminal.empty(), daemon.terminal)},
             {"service", orNull(!daemon.service.empty(), daemon.service)},
+            {"stopped", daemon.stopped},
             {"programReplaced", daemon.programReplaced},
             {"library", orNull(known, known ? utf8Of(daemon.maps->libraryPath) : "")},
             {"libraryReplaced", orNull(known, known && daemon.maps->libraryReplaced)},
@@ -41,7 +42,8 @@ Json jsonOf(const SegmentState& mutex, const MutexHolder& holder)
             {"holder", orNull(held && holder.process != 0, {{"pid", holder.process},
                                                             {"name", utf8Of(holder.name)},
                                                             {"user", holder.user},
-                                                            {"certain", holder.certain}})},
+                                                            {"certain", holder.certain},
+                                                            {"stopped", holder.stopped}})},
             {"gone", orNull(held && (holder.process != 0 || holder.gone), holder.gone)}};
 }
 

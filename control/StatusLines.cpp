@@ -9,6 +9,8 @@ const std::string restart = "systemctl restart ostrivane-helper";
 const std::string lookAgain = "look again, and if it stays so: " + restart;
 const std::string forRoot = "needs root";
 
+std::string goOn(pid_t process) { return "it is stopped; let it go on: kill -CONT " + std::to_string(process); }
+
 std::string inOneLine(const std::vector<std::string>& parts, const char* between)
 {
     std::string text;
@@ -37,6 +39,8 @@ StatusLine daemonLine(const std::vector<DaemonStatus>& daemons)
     if (daemons.size() > 1)
         line.advice = counted(daemons.size(), "daemon") +
                       " take the mutex from each other: end all but one, and restart that: " + restart;
+    else if (daemons.front().stopped)
+        line.advice = goOn(daemons.front().pid);
     else if (daemons.front().programReplaced)
         line.advice = "its program was replaced since: " + restart;
     return line;
@@ -108,6 +112,8 @@ StatusLine segmentLine(const Status& status)
             line.text = "held by " + describe(status.holder);
             if (status.holder.process == 0)
                 line.advice = lookAgain;
+            else if (status.holder.stopped)
+                line.advice = goOn(status.holder.process);
         }
         else
         {
@@ -160,12 +166,13 @@ StatusLine fileLine(const FileStatus& file)
         return {"file", file.path + ": " + file.refusal,
                 file.irregular ? "rm -r " + file.path + "; the first save makes it anew"
                                : "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
+    const std::string advice = file.obstacle.empty() ? "" : "no save can replace it: " + file.obstacle;
     std::string text = file.path + ": " + counted(file.cards, "card") + ", " + counted(file.groups, "group") + ", " +
                        counted(file.settings, "setting") + ", changed " + localTime(file.changed) + ", " +
                        rights(file.mode) + " of " + file.user;
     if (file.losses != 0)
         text += "; the next write loses something: ostrivanectl check";
-    return {"file", text, ""};
+    return {"file", text, advice};
 }
 
 StatusLine migrationLine(const FileStatus& file)
