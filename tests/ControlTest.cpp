@@ -96,8 +96,8 @@ TEST_F(ControlTest, AGuardianThatStillWaitsEndsWithItsCaller)
     EXPECT_EQ(daemon.stop(), 0);
 }
 
-/// A child of the test that has the name and holds the mutex.
-static Child runHolder(SharedPreferenceMutex& mutex, const char* name)
+/// A child of the test that has the name, holds the mutex if there is one, and waits.
+static Child runProcess(const char* name, SharedPreferenceMutex& mutex)
 {
     Child child(fork());
     if (child.pid == 0)
@@ -107,7 +107,7 @@ static Child runHolder(SharedPreferenceMutex& mutex, const char* name)
         pause();
         _exit(0);
     }
-    EXPECT_TRUE(waitFor([&] { return mutex.holder() == child.pid; }));
+    EXPECT_TRUE(waitFor([&] { return !mutex.segment || mutex.holder() == child.pid; }));
     return child;
 }
 
@@ -121,7 +121,7 @@ TEST_F(ControlTest, TellsWhoHasTheMutex)
 
     SharedPreferenceMutex other;
     ASSERT_TRUE(other.open(false));
-    Child holder = runHolder(other, "\x1b[2J\"\n");
+    Child holder = runProcess("\x1b[2J\"\n", other);
     EXPECT_EQ(say("change 17 Gain=1"), "ok");
     const std::string held = "held by \\x1B[2J\"\\n (pid " + std::to_string(holder.pid) + ", user ";
     EXPECT_TRUE(waitFor([&] { return mutexLine().ends_with("); 1 thread of the daemon waits"); }));
@@ -130,6 +130,9 @@ TEST_F(ControlTest, TellsWhoHasTheMutex)
     const Outcome late = control({"lock", "--timeout", "0", "--", "true"});
     EXPECT_EQ(late.status, 1);
     expectIn(held, late.errors);
+    kill(holder.pid, SIGSTOP);
+    EXPECT_TRUE(waitFor([&] { return mutexLine().ends_with("go on: kill -CONT " + std::to_string(holder.pid)); }));
+
     holder.stop(SIGKILL);
     const std::string thread = "thread " + std::to_string(other.holder());
     if (!seesAllProcesses())
@@ -155,7 +158,7 @@ TEST_F(ControlTest, CallsAHolderGoneOnlyWhereNothingIsHidden)
 
     SharedPreferenceMutex mutex;
     ASSERT_TRUE(mutex.open(true));
-    Child holder = runHolder(mutex, "holder");
+    Child holder = runProcess("holder", mutex);
     const std::string thread = "thread " + std::to_string(holder.pid);
     const std::string perhaps = "! mutex        held by " + thread + ", which is not seen from here and perhaps gone";
     expectIn("user root, to judge by its number alone)", controlBy(asNobody, {"status"}).output);
@@ -202,15 +205,10 @@ TEST_F(ControlTest, TellsWhatStandsInTheMutexsPlace)
     expectIn("! mutex        free -> it is not the running daemon's", mutexLine());
 }
 
-TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
+TEST_F(ControlTest, CountsNoProcessAsADaemonForItsNameAlone)
 {
-    Child named(fork());
-    if (named.pid == 0)
-    {
-        prctl(PR_SET_NAME, "OstrivaneHelper");
-        pause();
-        _exit(0);
-    }
+    SharedPreferenceMutex none;
+    Child named = runProcess("OstrivaneHelper", none);
     std::filesystem::permissions(stage.folder, std::filesystem::perms(0755));
     std::filesystem::create_directory(stage / "stranger");
     std::filesystem::copy_file("/bin/sleep", stage / "stranger/OstrivaneHelper");
@@ -219,6 +217,12 @@ TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
     for (const Child* child : {&named, &stranger})
         EXPECT_TRUE(
             waitFor([&] { return contents("/proc/" + std::to_string(child->pid) + "/comm") == "OstrivaneHelper\n"; }));
+    EXPECT_EQ(lineOf(control({"status"}).output, "daemon"),
+              "! daemon       none runs -> systemctl start ostrivane-helper");
+}
+
+TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
+{
     const Outcome none = control({"status"});
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(lineOf(none.output, "daemon"), "! daemon       none runs -> systemctl start ostrivane-helper");
@@ -290,33 +294,29 @@ TEST_F(ControlTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
 
 TEST_F(ControlTest, WatchFollowsLinksAndFoldersThatComeAndGo)
 {
-    const std::string shell = "cd " + stage.folder +
-                              "; put() { echo \"<QuillstonePreferences><card id='1'><attribute name='A' "
-                              "value='$2'/></card></QuillstonePreferences>\" >$1; }; ";
-    ASSERT_EQ(std::system((shell + "ln -s second first; ln -s $PWD/real/file second").c_str()), 0);
-    Child watch = startControl({"watch", "--file", stage / "first"});
+    const std::string first = "/etc/quillstone/first", second = "/etc/quillstone/second";
+    std::filesystem::create_directory("/etc/quillstone");
+    std::filesystem::create_symlink("second", first);
+    std::filesystem::create_symlink(stage / "real/file", second);
+    Child watch = startControl({"watch", "--file", first});
     ASSERT_TRUE(waitFor([&] { return isInPoll(watch); }));
 
-    const auto printsAfter = [&](const std::string& step, const std::string& end)
+    const std::string shell =
+        "put() { echo \"<QuillstonePreferences><card id='1'><attribute name='A' value='$2'/></card>"
+        "</QuillstonePreferences>\" >$1; }; cd " +
+        stage.folder + "; ";
+    const auto printsAfter = [&](const std::string& step, char value)
     {
         EXPECT_EQ(std::system((shell + step).c_str()), 0);
-        return waitFor([&] { return contents(stage / "output").ends_with(" -> " + end + "\n"); });
+        const std::string end = {'>', ' ', value, '\n'};
+        return waitFor([&] { return contents(stage / "output").ends_with(end); }, std::chrono::seconds(5));
     };
-    EXPECT_TRUE(printsAfter("mkdir real; put real/file 1", "1"));
-    EXPECT_TRUE(printsAfter("put new 2; mv new real/file", "2"));
-    EXPECT_TRUE(printsAfter("rm -r real; mkdir real; put real/file 3", "3"));
-    EXPECT_TRUE(
-        printsAfter("mkdir other; put other/file 4; ln -sfn other/../folder/file second; ln -s other folder", "4"));
-    EXPECT_TRUE(printsAfter("mkdir -p far/away; put far/away/file 5; ln -sfn far/away folder", "5"));
-    EXPECT_TRUE(printsAfter("ln -sfn folder folder; rm folder; mkdir folder; put folder/file 6", "6"));
+    EXPECT_TRUE(printsAfter("mkdir real; put real/file 1", '1'));
+    EXPECT_TRUE(printsAfter("put new 2; mv new real/file", '2'));
+    EXPECT_TRUE(printsAfter("rm -r real; mkdir real; put real/file 3", '3'));
+    EXPECT_TRUE(printsAfter("mkdir a; put a/file 4; ln -s a folder; ln -sfn $PWD/a/../folder/file " + second, '4'));
+    EXPECT_TRUE(printsAfter("mkdir -p far/away; put far/away/file 5; ln -sfn far/away folder", '5'));
+    EXPECT_TRUE(printsAfter("ln -sfn folder folder; rm folder; mkdir folder; put folder/file 6", '6'));
     for (const char value : std::string("abcdefghijklmnopqrstuvwxyz")) // faster than the file's times tell
-    {
-        std::ofstream(stage / "folder/file") << "<QuillstonePreferences><card id='1'><attribute name='A' value='"
-                                             << value << "'/></card></QuillstonePreferences>";
-        EXPECT_TRUE(waitFor(
-            [&] {
-                return contents(stage / "output").ends_with(std::string{' ', value, '\n'});
-            }))
-            << value;
-    }
+        EXPECT_TRUE(printsAfter(std::string("put folder/file ") + value, value));
 }
