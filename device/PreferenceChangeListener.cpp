@@ -10,13 +10,13 @@
 namespace
 {
 
-/// Between a request and its save: changes that come in one go are saved in two goes at the most.
+/// The worker's sleep between a request and its save: changes that come together are saved by two saves at most.
 constexpr std::chrono::nanoseconds settleTime{500'000};
 
-/// Opens the latch however its scope is left: the library may even end the worker, and whoever ends the listener waits.
-struct Opener
+/// Opens the latch however its scope is left, even if the library ends the worker: whoever stops the listener waits.
+struct LatchOpener
 {
-    ~Opener() { latch.count_down(); }
+    ~LatchOpener() { latch.count_down(); }
     std::latch& latch;
 };
 
@@ -86,8 +86,8 @@ ResultCode PreferenceChangeListener::Notify(uint32_t topic, int64_t param1, int6
 
 void PreferenceChangeListener::requestSave()
 {
-    // Signalled under the lock: the wait has no predicate, so a signal that came late, after the worker has seen
-    // `dirty` and saved, would be taken for another request.
+    // Signalled under the lock: the worker counts each wake-up as a request, and would count a signal that came after
+    // it has seen `dirty` as another.
     const std::lock_guard lock(mutex);
     dirty = true;
     wakeup.notify_one();
@@ -108,9 +108,9 @@ void PreferenceChangeListener::workerLoop()
 {
     pthread_setname_np(pthread_self(), "listener");
     {
-        const Opener opener{listening};
-        static_cast<void>(startListening()); // a device that lacks something is kept, and idle
-        TRACE(listener_ready, device.ptr, stepsTaken);
+        const LatchOpener opener{listening};
+        static_cast<void>(startListening()); // after a failure the listener stays, idle
+        TRACE(listener_ready, device.ptr, startSteps);
     }
 
     std::unique_lock lock(mutex);
@@ -118,7 +118,7 @@ void PreferenceChangeListener::workerLoop()
     {
         if (!dirty)
         {
-            wakeup.wait(lock); // once: a wake-up counts as a request
+            wakeup.wait(lock); // without a condition: each wake-up counts as a request
             if (!running)
                 break;
         }
@@ -135,7 +135,7 @@ ResultCode PreferenceChangeListener::startListening()
     const COMPtr<ITessarigHardwareState> deviceState(device, IID_ITessarigHardwareState);
     if (!deviceState)
         return E_FAIL;
-    ++stepsTaken;
+    ++startSteps;
     contained([&] { static_cast<void>(deviceState->PrepareDevice()); });
     static_cast<void>(subscribe());
     return S_OK;
@@ -146,22 +146,22 @@ bool PreferenceChangeListener::subscribe()
     query(device, IID_ITessarigConfiguration, &configuration);
     if (!configuration)
         return false;
-    ++stepsTaken;
+    ++startSteps;
     query(configuration, IID_ITessarigHardwareState, &hardwareState);
     if (!hardwareState)
         return false;
-    ++stepsTaken;
+    ++startSteps;
     query(device, IID_ITessarigNotification, &notification);
     if (!notification)
         return false;
-    ++stepsTaken;
+    ++startSteps;
 
-    // Settings changes come last: when the first save can be asked for, all else stands.
+    // Settings changes come last: when the first save can be requested, all else is in place.
     for (const uint32_t topic : {Topic::hwic, Topic::hwiC, Topic::setd})
     {
         if (contained([&] { return notification->Subscribe(topic, this); }, E_FAIL) != S_OK)
             return false;
-        ++stepsTaken;
+        ++startSteps;
     }
     return true;
 }
@@ -169,7 +169,7 @@ bool PreferenceChangeListener::subscribe()
 void PreferenceChangeListener::save()
 {
     if (!hardwareState)
-        return; // a chance wake-up on a device that never got into listening
+        return; // a spurious wake-up on a device without the interface
     TRACE(save_begin, device.ptr);
     [[maybe_unused]] ResultCode result;
     {
