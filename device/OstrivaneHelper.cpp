@@ -43,7 +43,7 @@ void OstrivaneHelper::start()
 {
     if (!preferenceMutex.open(true))
         return;
-    // Outlives the notifier's start, which doesn't use it: the start must not wait until a large table is freed.
+    // Freed after the notifier's start, which doesn't use it: no device waits until a large table is freed.
     auto updater = std::make_unique<PreferenceUpdater>(false);
     [[maybe_unused]] const int migration = updater->update(); // a file that stays as it was is no reason not to start
     TRACE(migration_end, migration, updater->changedCount, updater->failedCount);
@@ -147,7 +147,6 @@ void OstrivaneHelper::removeFromGroup(const COMPtr<ITessarig>& device, int64_t g
     joinGroupThread(groupId);
 }
 
-/// Called with `groupMutex` held, as is joinGroupThread.
 void OstrivaneHelper::startGroupThread(int64_t groupId, DeviceList members)
 {
     // The map's node is allocated first: a thread that runs has its entry, and one that can't be had leaves none.

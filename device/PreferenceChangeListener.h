@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "deviceapi/TessarigAPI.h"
+#include "deviceapi/ThreadAnnotations.h"
 #include "preferences/SharedPreferenceMutex.h"
 
 /// Saves one device's settings whenever the device reports a change, and forwards its hardware's notifications into it.
@@ -57,19 +58,33 @@ public:
     COMPtr<ITessarigNotification> notification;
     std::atomic<int64_t> refCount = 1; ///< The first reference is the owner's.
     std::thread thread;
-    std::mutex mutex;    ///< Guards `running` and `dirty`. Never held across a library call or another lock.
-    bool running = true; ///< Cleared by the destructor.
-    bool dirty = false;  ///< A save has been requested and not yet begun.
+    std::mutex mutex;                      ///< Never held across a library call or another lock.
+    bool running GUARDED_BY(mutex) = true; ///< Cleared by the destructor.
+    bool dirty GUARDED_BY(mutex) = false;  ///< A save has been requested and not yet begun.
     std::condition_variable wakeup;
     SharedPreferenceMutex* preferenceMutex;
     std::latch listening{1}; ///< Open once startListening has ended, however it ended.
     int startSteps = 0;      ///< How far startListening got, for the tracepoint. Used by the worker alone.
 
 private:
-    void workerLoop();
+    struct ListenedTopic
+    {
+        uint32_t topic;
+        void (PreferenceChangeListener::*handle)(int64_t param1, int64_t param2);
+    };
+    static const ListenedTopic topics[3];
+
+    // On the worker.
+    void workerLoop() EXCLUDES(mutex);
     ResultCode startListening();
     bool subscribe();
-    void save();
-    void requestSave();
-    void forward(uint32_t topic, uint32_t value, int64_t extra);
+    bool waitForRequest() EXCLUDES(mutex);
+    void save() EXCLUDES(mutex);
+
+    // On library threads, with the parameters of Notify.
+    void requestSave(int64_t param1, int64_t param2) EXCLUDES(mutex);
+    void forward(int64_t param1, int64_t param2);
+    void forwardExtended(int64_t param1, int64_t param2);
+    template <typename Call>
+    void forwardBy(Call call);
 };
