@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "device/DeviceAttribute.h"
 #include "device/OstrivaneHelper.h"
 #include "deviceapi/Contained.h"
 

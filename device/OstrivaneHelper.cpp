@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "device/DeviceAttribute.h"
 #include "device/Tracepoints.h"
 #include "deviceapi/Contained.h"
 #include "preferences/PreferenceUpdater.h"

@@ -159,6 +159,3 @@ struct ITessarigAPIInformation : IUnknown
     virtual void position3() = 0;
     virtual ResultCode GetInt(uint32_t id, int64_t* value) = 0; // 4
 };
-
-/// Reads an attribute with a query of its own. 0 if the device is empty, has no attributes or does not write this one.
-int64_t readAttribute(const COMPtr<ITessarig>& device, uint32_t id);

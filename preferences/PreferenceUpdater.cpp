@@ -61,11 +61,7 @@ int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::s
     PreferenceValue value;
     if (!store->get(key, oldName, value))
         return Nothing;
-    const Cards cards = cardsOfGroup(key);
-    CardKeys keys;
-    for (const std::string& card : cards)
-        keys.push_back(&card);
-    return move(key, {{oldName, newName, value}}, keys);
+    return moveToCards(key, {{oldName, newName, value}}, cardsByGroup()[key]);
 }
 
 int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::string& name)
@@ -76,10 +72,9 @@ int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::s
 PreferenceUpdater::Cards PreferenceUpdater::cardsOfGroup(const std::string& key)
 {
     Cards cards;
-    if (PreferenceIO::isGroup(key))
-        for (const std::string& card : store->keys())
-            if (!PreferenceIO::isGroup(card) && PreferenceIO::groupKey(card) == key)
-                cards.insert(card);
+    const CardKeys keys = cardsByGroup()[key];
+    for (const std::string* card : keys)
+        cards.insert(*card);
     return cards;
 }
 
@@ -129,7 +124,7 @@ std::vector<PreferenceUpdater::Move> PreferenceUpdater::movesOf(const std::strin
 }
 
 /// Goes card by card, so that each card is looked up once.
-int PreferenceUpdater::move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards)
+int PreferenceUpdater::moveToCards(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards)
 {
     if (cards.empty())
         return Failed;
@@ -168,7 +163,7 @@ PreferenceUpdater::GroupMove PreferenceUpdater::moveGroup(const std::string& key
         result.names.push_back(move.oldName);
     if (const size_t growth = growthOf(moves, cards); growth > remainingGrowth)
         result.outcome = GroupMove::BeyondBound;
-    else if (move(key, moves, cards) == Moved)
+    else if (moveToCards(key, moves, cards) == Moved)
     {
         result.outcome = GroupMove::Done;
         remainingGrowth -= growth;

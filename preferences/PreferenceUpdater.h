@@ -102,7 +102,7 @@ private:
     using CardKeys = std::vector<const std::string*>;
 
     std::vector<Move> movesOf(const std::string& key) const;
-    int move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
+    int moveToCards(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
     static size_t growthOf(const std::vector<Move>& moves, const CardKeys& cards);
     GroupMove moveGroup(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards,
                         size_t& remainingGrowth);
