@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 
 #include "deviceapi/COMPtr.h"
 #include "deviceapi/Unknown.h"
@@ -63,7 +64,7 @@ struct ITessarigGroupedDevice : IUnknown
 /// Required of every device.
 struct ITessarigAttributes : IUnknown
 {
-    virtual void position3() = 0;
+    virtual void position3() { abort(); }
     /// Fails if the device does not have the attribute, as for `dgid` on a device without a group.
     virtual ResultCode GetInt(uint32_t id, int64_t* value) = 0; // 4
 };
@@ -83,22 +84,22 @@ struct ITessarigHardwareState : IUnknown
 /// Gives the ITessarigHardwareState that serves all calls but the two of preparation.
 struct ITessarigConfiguration : IUnknown
 {
-    virtual void position3() = 0;
-    virtual void position4() = 0;
-    virtual void position5() = 0;
-    virtual void position6() = 0;
-    virtual void position7() = 0;
-    virtual void position8() = 0;
-    virtual void position9() = 0;
-    virtual void position10() = 0;
-    virtual void position11() = 0;
-    virtual void position12() = 0;
-    virtual void position13() = 0;
-    virtual void position14() = 0;
-    virtual void position15() = 0;
-    virtual void position16() = 0;
-    virtual void position17() = 0;
-    virtual void position18() = 0;
+    virtual void position3() { abort(); }
+    virtual void position4() { abort(); }
+    virtual void position5() { abort(); }
+    virtual void position6() { abort(); }
+    virtual void position7() { abort(); }
+    virtual void position8() { abort(); }
+    virtual void position9() { abort(); }
+    virtual void position10() { abort(); }
+    virtual void position11() { abort(); }
+    virtual void position12() { abort(); }
+    virtual void position13() { abort(); }
+    virtual void position14() { abort(); }
+    virtual void position15() { abort(); }
+    virtual void position16() { abort(); }
+    virtual void position17() { abort(); }
+    virtual void position18() { abort(); }
     virtual ResultCode HardwareNotificationHandled() = 0; // 19
 };
 
@@ -127,8 +128,8 @@ struct ITessarigPeerIterator;
 struct ITessarigPeerDevice : IUnknown
 {
     virtual ResultCode GetDevice(ITessarig** out) = 0; // 3
-    virtual void position4() = 0;
-    virtual void position5() = 0;
+    virtual void position4() { abort(); }
+    virtual void position5() { abort(); }
     virtual ResultCode GetPeerIterator(ITessarigPeerIterator** out) = 0; // 6
 };
 
@@ -156,6 +157,6 @@ struct ITessarigDiscovery : IUnknown
 
 struct ITessarigAPIInformation : IUnknown
 {
-    virtual void position3() = 0;
+    virtual void position3() { abort(); }
     virtual ResultCode GetInt(uint32_t id, int64_t* value) = 0; // 4
 };
