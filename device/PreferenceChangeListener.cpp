@@ -2,16 +2,11 @@
 
 #include <pthread.h>
 
-#include <chrono>
-
 #include "device/Tracepoints.h"
 #include "deviceapi/Contained.h"
 
 namespace
 {
-
-/// The worker's sleep between a request and its save: changes that come together are saved by two saves at most.
-constexpr std::chrono::nanoseconds settleTime{500'000};
 
 /// Opens the latch however its scope is left, even if the library ends the worker: whoever stops the listener waits.
 struct LatchOpener

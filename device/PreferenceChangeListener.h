@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <latch>
 #include <mutex>
@@ -23,6 +24,9 @@
 class PreferenceChangeListener final : public ITessarigNotificationCallback
 {
 public:
+    /// The worker's sleep between a request and its save, so that changes that come together need two saves at most.
+    static constexpr std::chrono::nanoseconds settleTime{500'000};
+
     /// Starts the worker, which prepares the device and subscribes; returns without waiting for that. `preferenceMutex`
     /// must outlive the listener. Library threads and groups' threads. Throws std::system_error if no thread can be
     /// had.
