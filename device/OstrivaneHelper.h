@@ -62,8 +62,8 @@ public:
     /// By the group's id, the thread that was started when the group was complete. It may have ended, but is not
     /// joined.
     std::map<int64_t, std::thread> groupThreads GUARDED_BY(groupMutex);
-    /// Held while a group's thread is joined. Never taken by a group's thread or a worker,
-    /// nor by anybody who holds `listenersMutex`.
+    /// Held while a group's thread is joined. Never taken by a group's thread or a worker, nor by anybody who holds
+    /// `listenersMutex`.
     std::mutex groupMutex;
 
 private:

@@ -95,7 +95,7 @@ void ReportWriter::finish()
     }
 }
 
-/// Not before the last place that was asked for.
+/// Counts on from the place of the last call, so `at` does not lie before that.
 TextPlace ReportWriter::placeOf(const char* at)
 {
     for (; counted < at; ++counted)
