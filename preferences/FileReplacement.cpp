@@ -23,7 +23,7 @@ std::string folderOf(const boost::filesystem::path& path)
 
 std::string makeFolderOf(const boost::filesystem::path& path)
 {
-    const std::string folder = folderOf(path);
+    std::string folder = folderOf(path);
     if (!is_directory(boost::filesystem::status(folder)))
         create_directories(boost::filesystem::path(folder));
     return folder;
