@@ -91,7 +91,7 @@ bool PreferenceFile::read()
     missing = !bytes && error == ENOENT;
     text = bytes.value_or("");
     if (bytes)
-        return store.readText(std::move(*bytes), &report);
+        return store.parseText(std::move(*bytes), &report);
     report = {};
     report.refused = true;
     report.reason = reasonOf(error);
@@ -114,7 +114,7 @@ void PreferenceFile::requireUnlessMissing()
 std::string PreferenceFile::notKept() const
 {
     PreferenceStore again(path);
-    again.readText(store.io->text());
+    again.parseText(store.io->text());
     const std::vector<SettingChange> changes = changesBetween(store, again);
     for (const SettingChange& change : changes)
         if (change.before)

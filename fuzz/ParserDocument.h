@@ -120,7 +120,7 @@ inline std::string differenceOf(const std::string& text)
             PreferenceStore ours{std::string()};
             PreferenceStore theirs{std::string()};
             ReadReport report;
-            const bool read = ours.readText(text, &report);
+            const bool read = ours.parseText(text, &report);
             const std::unique_ptr<TiXmlDocument> document = parserDocument(text);
             if (read != (document && readDocument(*document, theirs)))
                 difference = read ? "accepted" : "refused: " + report.reason;

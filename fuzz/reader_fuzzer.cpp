@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static const TemporaryFolder home;
     const std::string path = home / "folder/file";
     PreferenceStore store(path);
-    if (!store.readText(text) || store.table.empty())
+    if (!store.parseText(text) || store.table.empty())
         return 0;
     require(store.write(), "what was read could not be written");
     require(printedByParser(store.table) == contents(path), "the bytes");

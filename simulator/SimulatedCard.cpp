@@ -94,22 +94,22 @@ ResultCode SimulatedCard::persist(const char* label)
     return S_OK;
 }
 
-ResultCode SimulatedCard::Attributes::GetInt(uint32_t id, int64_t* value)
+ResultCode SimulatedCard::Attributes::GetInt(uint32_t code, int64_t* value)
 {
-    const ResultCode result = recordCall("GetInt", codeText(id));
+    const ResultCode result = recordCall("GetInt", codeText(code));
     if (result != S_OK)
         return result;
     if (!object.place)
         return E_FAIL; // a plain card has none of the attributes that are asked for
-    const std::pair<uint32_t, int64_t> attributes[] = {{Attribute::dgid, object.place->group},
-                                                       {Attribute::nsbd, object.place->of},
-                                                       {Attribute::subi, object.place->order},
-                                                       {Attribute::peid, object.place->peer}};
-    for (const auto& [attribute, present] : attributes)
+    const std::pair<uint32_t, int64_t> held[] = {{Attribute::dgid, object.place->group},
+                                                 {Attribute::nsbd, object.place->of},
+                                                 {Attribute::subi, object.place->order},
+                                                 {Attribute::peid, object.place->peer}};
+    for (const auto& [attribute, number] : held)
     {
-        if (attribute != id)
+        if (attribute != code)
             continue;
-        *value = present;
+        *value = number;
         return S_OK;
     }
     return E_FAIL;

@@ -170,7 +170,7 @@ TEST_F(PreferenceFileTest, ReadsWhatTheParsersDocumentReads)
     {
         const std::string text = documents.next();
         ASSERT_EQ(differenceOf(text), "") << text;
-        accepted += PreferenceStore{std::string()}.readText(text);
+        accepted += PreferenceStore{std::string()}.parseText(text);
     }
     EXPECT_GT(accepted, 1000);
     EXPECT_LT(accepted, 3000);
@@ -271,14 +271,14 @@ TEST_F(PreferenceFileTest, TellsWhyATextIsRefusedAndWhatAWriteWouldLose)
            "1:1 the first element is <abbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb...> instead of <QuillstonePreferences> "
            "|<abbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb\xF0\x9F\x8E\xA5/>"}})
     {
-        EXPECT_FALSE(store.readText(text, &report)) << text;
+        EXPECT_FALSE(store.parseText(text, &report)) << text;
         EXPECT_EQ(std::to_string(report.place.line) + ":" + std::to_string(report.place.column) + " " + report.reason +
                       (report.line.empty() ? "" : " |" + report.line),
                   reason);
     }
 
     ASSERT_TRUE(
-        store.readText("<?xml encoding='utf-8'?>\n<!-- by hand -->\n<QuillstonePreferences a='1'>\n"
+        store.parseText("<?xml encoding='utf-8'?>\n<!-- by hand -->\n<QuillstonePreferences a='1'>\n"
                        "<card><attribute name='a' b=''/></card>\nsome text<x id='3' c=''/><group id='16'>\n"
                        "<attribute name='a' value='1'/><attribute name='a' value='2' d='3'><!-- --></attribute>\n"
                        "<attribute name='b'/><e>x</e></group>\n<group id='16'/><?x?></QuillstonePreferences>\n"
