@@ -21,7 +21,7 @@ void count(Findings& findings)
 void lookAhead(Findings& findings)
 {
     PreferenceUpdater updater(findings.file.path);
-    updater.store->readText(findings.file.text);
+    updater.store->parseText(findings.file.text);
     static_cast<void>(updater.migrate(&findings.moves)); // what it comes to stands in the moves
     findings.changes = changesBetween(findings.file.store, *updater.store);
 }

@@ -52,7 +52,7 @@ bool PreferenceFile::read()
     missing = !bytes && errno == ENOENT;
     text = bytes.value_or("");
     if (bytes)
-        return store.readText(std::move(*bytes), &report);
+        return store.parseText(std::move(*bytes), &report);
     report = {};
     report.refused = true;
     report.reason = errno == EINVAL ? "not a regular file" : systemWords(errno);
@@ -75,7 +75,7 @@ void PreferenceFile::requireUnlessMissing()
 std::string PreferenceFile::notKept() const
 {
     PreferenceStore again(path);
-    again.readText(store.io->text());
+    again.parseText(store.io->text());
     const std::vector<SettingChange> changes = changesBetween(store, again);
     for (const SettingChange& change : changes)
         if (change.before)

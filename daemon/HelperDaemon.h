@@ -5,10 +5,10 @@
 
 #include "device/OstrivaneHelper.h"
 
-/// The process: its options, its way into the background, its pid file, its log, and its wait for SIGINT or SIGTERM.
+/// Runs the daemon: takes the options, goes into the background, writes the pid file and the log, and waits for SIGINT
+/// or SIGTERM. No other class writes to the log.
 ///
-/// One instance for the whole process, used by the main thread alone. All of the system's log messages are written
-/// here.
+/// Main thread. One instance, for the whole process.
 class HelperDaemon
 {
 public:
@@ -19,7 +19,7 @@ public:
     /// The whole run. Returns the process's exit status.
     int main(int argc, char* argv[]);
 
-    /// Passes over what it doesn't know; getopt_long tells the user.
+    /// Ignores what it doesn't know; getopt_long tells the user.
     void parseOptions(int argc, char* argv[]);
 
     /// On success the calling process has left with status 0 and it is the child that returns, with 0. On 1 the caller
@@ -28,14 +28,15 @@ public:
 
     void openSyslog();
 
-    /// Returns 0, or 1 if the file can't be opened; then the reason is in the log. What goes wrong after that is not
-    /// looked at. The file is never removed.
+    /// Returns 0, or 1 if the file can't be opened; then the reason is in the log. Later failures are ignored. The file
+    /// is never removed.
     int writePidFile();
 
     /// Makes and starts the main object, waits for SIGINT or SIGTERM, and destroys it. Returns 0, or 1 if a wait
     /// failed.
     int run();
 
+    // Public, as in all these classes: tests look at the state directly.
     bool stopRequested = false;
     bool runAsDaemon = true;
     bool syslogOpen = false;

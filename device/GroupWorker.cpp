@@ -1,18 +1,19 @@
 #include <algorithm>
 
+#include "device/DeviceAttribute.h"
 #include "device/OstrivaneHelper.h"
 #include "deviceapi/Contained.h"
 
 namespace
 {
 
-/// A device whose peer id can't be read, or changes meanwhile, may leave a sweep without a match. The next one may have
-/// it, but a device that never settles must not keep a removal or a stop waiting.
-constexpr int mostIdleSweeps = 8;
+/// How many sweeps in a row may find no member. A device whose peer id can't be read, or changes meanwhile, may be
+/// found by the next sweep, but must not keep a removal or a stop waiting for ever.
+constexpr int maxIdleSweeps = 8;
 
-/// The member with the lowest place in the group; of several, the one that arrived first. The places are read anew for
-/// each comparison: a device may change its own.
-const COMPtr<ITessarig>& lowestOf(const OstrivaneHelper::DeviceList& members)
+/// The member with the lowest place in the group; of several, the first to arrive. Places are read at each comparison,
+/// as a device may change its own.
+const COMPtr<ITessarig>& lowestMember(const OstrivaneHelper::DeviceList& members)
 {
     return *std::min_element(members.begin(), members.end(),
                              [](const COMPtr<ITessarig>& member, const COMPtr<ITessarig>& candidate)
@@ -26,7 +27,7 @@ const COMPtr<ITessarig>& lowestOf(const OstrivaneHelper::DeviceList& members)
 
 void OstrivaneHelper::groupWorker(DeviceList& members)
 {
-    for (int idleSweeps = 0; !members.empty() && idleSweeps < mostIdleSweeps;)
+    for (int idleSweeps = 0; !members.empty() && idleSweeps < maxIdleSweeps;)
     {
         const size_t former = members.size();
         if (!sweep(members))
@@ -35,13 +36,13 @@ void OstrivaneHelper::groupWorker(DeviceList& members)
     }
 }
 
-/// Makes the listeners of the lowest member and of those of its peers that are members, and takes them out of the list.
-/// False if the lowest member lacks what that takes: then nobody who is left gets a listener.
+/// Gives the lowest member and those of its peers that are members listeners, and takes them out of the list. False if
+/// the lowest member lacks an interface that this needs: then the members that are left get no listener.
 bool OstrivaneHelper::sweep(DeviceList& members)
 {
-    COMPtr<ITessarig> current(lowestOf(members));
+    COMPtr<ITessarig> current(lowestMember(members));
     if (!current)
-        return true; // it gave no reference: it may in the next sweep
+        return true; // AddRef threw: the next sweep tries again
     const COMPtr<ITessarigHardwareState> hardware(current, IID_ITessarigHardwareState);
     if (!hardware)
         return false;
@@ -54,19 +55,19 @@ bool OstrivaneHelper::sweep(DeviceList& members)
     if (!iterator)
         return false;
     do
-        listenToFirstWith(readAttribute(current, Attribute::peid), members);
+        addListenerWithPeerId(readAttribute(current, Attribute::peid), members);
     while (contained([&] { return iterator->Next(&peer); }, E_FAIL) == S_OK && peer &&
            contained([&] { return peer->GetDevice(&current); }, E_FAIL) == S_OK && current);
     return true;
 }
 
-void OstrivaneHelper::listenToFirstWith(int64_t peerId, DeviceList& members)
+void OstrivaneHelper::addListenerWithPeerId(int64_t peerId, DeviceList& members)
 {
     const auto member = std::find_if(members.begin(), members.end(),
                                      [&](const COMPtr<ITessarig>& candidate)
                                      { return readAttribute(candidate, Attribute::peid) == peerId; });
     if (member == members.end())
         return;
-    contained([&] { addListener(*member); }); // without a thread it goes without a listener, and the others go on
+    contained([&] { addListener(*member); }); // if no thread can be had, this member alone has no listener
     members.erase(member);
 }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "device/DeviceAttribute.h"
 #include "device/Tracepoints.h"
 #include "deviceapi/Contained.h"
 #include "preferences/PreferenceUpdater.h"
@@ -15,8 +16,8 @@
 namespace
 {
 
-/// The caller has made sure that nobody finds the listener any more; this waits for its worker.
-void end(PreferenceChangeListener* listener)
+/// Waits for the listener's worker. No other thread may find the listener any more.
+void stop(PreferenceChangeListener* listener)
 {
     listener->unsubscribe();
     listener->Release();
@@ -35,27 +36,28 @@ void nameThread(int64_t groupId)
 OstrivaneHelper::~OstrivaneHelper()
 {
     notifier.uninstall(); // from here on no device comes or goes
-    endGroups();          // a group at work still adds listeners
-    endListeners();
+    joinGroupThreads();   // until then a group's thread may add listeners
+    stopListeners();
 }
 
 void OstrivaneHelper::start()
 {
     if (!preferenceMutex.open(true))
         return;
+    // Freed after the notifier's start, which doesn't use it: no device waits until a large table is freed.
     auto updater = std::make_unique<PreferenceUpdater>(false);
     [[maybe_unused]] const int migration = updater->update(); // a file that stays as it was is no reason not to start
     TRACE(migration_end, migration, updater->changedCount, updater->failedCount);
     notifier.start([this](const COMPtr<ITessarig>& device) { deviceArrived(device); },
                    [this](const COMPtr<ITessarig>& device) { deviceRemoved(device); });
     updater.reset();
-    malloc_trim(0); // what a large file took must not weigh on a process that runs for months
+    malloc_trim(0); // gives back what a large file took: the process runs for months
 }
 
 void OstrivaneHelper::deviceArrived(const COMPtr<ITessarig>& device)
 {
     if (!device)
-        return; // it gave no reference, or was none
+        return; // the library passed none, or AddRef threw
     TRACE(device_arrived, device.ptr);
     const COMPtr<ITessarigGroupedDevice> member(device, IID_ITessarigGroupedDevice);
     if (member)
@@ -67,28 +69,28 @@ void OstrivaneHelper::deviceArrived(const COMPtr<ITessarig>& device)
 void OstrivaneHelper::deviceRemoved(const COMPtr<ITessarig>& device)
 {
     TRACE(device_removed, device.ptr);
-    const bool ended = endListenerOf(device);
+    const bool stopped = stopListenerOf(device);
 
     const COMPtr<ITessarigAttributes> attributes(device, IID_ITessarigAttributes);
     int64_t groupId = 0;
     if (!attributes || contained([&] { return attributes->GetInt(Attribute::dgid, &groupId); }, E_FAIL) != S_OK)
         return;
-    leaveGroup(device, groupId);
+    removeFromGroup(device, groupId);
     // The group's thread may have made this device's listener after the first look.
-    if (!ended)
-        endListenerOf(device);
+    if (!stopped)
+        stopListenerOf(device);
 }
 
 void OstrivaneHelper::addListener(const COMPtr<ITessarig>& device)
 {
-    // The list's node is made first: once the listener's worker runs, nothing here can fail any more.
+    // The list's node is allocated first: once the listener's worker runs, nothing here can fail.
     std::list<PreferenceChangeListener*> entry(1);
     entry.front() = new PreferenceChangeListener(&preferenceMutex, device);
     const std::lock_guard lock(listenersMutex);
     listeners.splice(listeners.begin(), entry);
 }
 
-bool OstrivaneHelper::endListenerOf(const COMPtr<ITessarig>& device)
+bool OstrivaneHelper::stopListenerOf(const COMPtr<ITessarig>& device)
 {
     PreferenceChangeListener* listener = nullptr;
     {
@@ -100,16 +102,16 @@ bool OstrivaneHelper::endListenerOf(const COMPtr<ITessarig>& device)
         listener = *entry;
         listeners.erase(entry);
     }
-    end(listener);
+    stop(listener);
     return true;
 }
 
-void OstrivaneHelper::endListeners()
+void OstrivaneHelper::stopListeners()
 {
     const std::lock_guard lock(listenersMutex);
     while (!listeners.empty())
     {
-        end(listeners.front());
+        stop(listeners.front());
         listeners.pop_front();
     }
 }
@@ -120,7 +122,7 @@ void OstrivaneHelper::gather(const COMPtr<ITessarig>& device)
     const auto memberCount = static_cast<uint64_t>(readAttribute(device, Attribute::nsbd));
     DeviceList arrived(1, device);
     if (!arrived.front())
-        return; // it gave no reference, and could not be found again
+        return; // AddRef threw
 
     const std::lock_guard lock(groupMutex);
     DeviceList& gathered = gatheredDevices[groupId];
@@ -134,7 +136,7 @@ void OstrivaneHelper::gather(const COMPtr<ITessarig>& device)
     startGroupThread(groupId, std::move(members));
 }
 
-void OstrivaneHelper::leaveGroup(const COMPtr<ITessarig>& device, int64_t groupId)
+void OstrivaneHelper::removeFromGroup(const COMPtr<ITessarig>& device, int64_t groupId)
 {
     const std::lock_guard lock(groupMutex);
     if (const auto gathered = gatheredDevices.find(groupId); gathered != gatheredDevices.end())
@@ -146,10 +148,9 @@ void OstrivaneHelper::leaveGroup(const COMPtr<ITessarig>& device, int64_t groupI
     joinGroupThread(groupId);
 }
 
-/// Called with `groupMutex` held, as is joinGroupThread.
 void OstrivaneHelper::startGroupThread(int64_t groupId, DeviceList members)
 {
-    // The map's node is made first: a thread that can't be had leaves no entry, and one that runs has its entry.
+    // The map's node is allocated first: a thread that runs has its entry, and one that can't be had leaves none.
     std::map<int64_t, std::thread> entry;
     std::thread& thread = entry[groupId];
     thread = std::thread(
@@ -170,7 +171,7 @@ void OstrivaneHelper::joinGroupThread(int64_t groupId)
     groupThreads.erase(entry);
 }
 
-void OstrivaneHelper::endGroups()
+void OstrivaneHelper::joinGroupThreads()
 {
     const std::lock_guard lock(groupMutex);
     while (!groupThreads.empty())

@@ -2,21 +2,16 @@
 
 #include <pthread.h>
 
-#include <chrono>
-
 #include "device/Tracepoints.h"
 #include "deviceapi/Contained.h"
 
 namespace
 {
 
-/// Between a request and its save: changes that come in one go are saved in two goes at the most.
-constexpr std::chrono::nanoseconds settleTime{500'000};
-
-/// Opens the latch however its scope is left: the library may even end the worker, and whoever ends the listener waits.
-struct Opener
+/// Opens the latch however its scope is left, even if the library ends the worker: whoever stops the listener waits.
+struct LatchOpener
 {
-    ~Opener() { latch.count_down(); }
+    ~LatchOpener() { latch.count_down(); }
     std::latch& latch;
 };
 
@@ -27,6 +22,13 @@ ResultCode query(const COMPtr<Source>& source, const InterfaceId& id, void** out
 }
 
 }
+
+/// The topics that a listener lives on, in the order in which it unsubscribes from them, and what it does about each.
+const PreferenceChangeListener::ListenedTopic PreferenceChangeListener::topics[] = {
+    {Topic::setd, &PreferenceChangeListener::requestSave},
+    {Topic::hwic, &PreferenceChangeListener::forward},
+    {Topic::hwiC, &PreferenceChangeListener::forwardExtended},
+};
 
 PreferenceChangeListener::PreferenceChangeListener(SharedPreferenceMutex* preferenceMutex,
                                                    const COMPtr<ITessarig>& device)
@@ -52,8 +54,8 @@ void PreferenceChangeListener::unsubscribe()
     listening.wait();
     if (!notification)
         return;
-    for (const uint32_t topic : {Topic::setd, Topic::hwic, Topic::hwiC})
-        contained([&] { static_cast<void>(notification->Unsubscribe(topic, this)); });
+    for (const ListenedTopic& listened : topics)
+        contained([&] { static_cast<void>(notification->Unsubscribe(listened.topic, this)); });
 }
 
 ResultCode PreferenceChangeListener::QueryInterface(InterfaceId iid, void** out)
@@ -77,30 +79,35 @@ int64_t PreferenceChangeListener::Release()
 ResultCode PreferenceChangeListener::Notify(uint32_t topic, int64_t param1, int64_t param2)
 {
     TRACE(notification, device.ptr, topic);
-    if (topic == Topic::setd)
-        requestSave();
-    else if ((topic == Topic::hwic || topic == Topic::hwiC) && hardwareState)
-        forward(topic, static_cast<uint32_t>(param1), param2); // the low half is the device's
+    for (const ListenedTopic& listened : topics)
+        if (listened.topic == topic)
+            (this->*listened.handle)(param1, param2);
     return S_OK;
 }
 
-void PreferenceChangeListener::requestSave()
+void PreferenceChangeListener::requestSave(int64_t, int64_t)
 {
-    // Signalled under the lock: the wait has no predicate, so a signal that came late, after the worker has seen
-    // `dirty` and saved, would be taken for another request.
+    // Signalled under the lock: the worker counts each wake-up as a request, and would count a signal that came after
+    // it has seen `dirty` as another.
     const std::lock_guard lock(mutex);
     dirty = true;
     wakeup.notify_one();
 }
 
-void PreferenceChangeListener::forward(uint32_t topic, uint32_t value, int64_t extra)
+void PreferenceChangeListener::forward(int64_t param1, int64_t)
 {
-    const auto handle = [&]
-    {
-        return topic == Topic::hwic ? hardwareState->HandleHardwareNotification(value)
-                                    : hardwareState->HandleHardwareNotificationEx(value, extra);
-    };
-    if (contained(handle, -1) >= 0)
+    forwardBy([&] { return hardwareState->HandleHardwareNotification(static_cast<uint32_t>(param1)); });
+}
+
+void PreferenceChangeListener::forwardExtended(int64_t param1, int64_t param2)
+{
+    forwardBy([&] { return hardwareState->HandleHardwareNotificationEx(static_cast<uint32_t>(param1), param2); });
+}
+
+template <typename Call>
+void PreferenceChangeListener::forwardBy(Call call)
+{
+    if (hardwareState && contained(call, -1) >= 0)
         contained([this] { static_cast<void>(configuration->HardwareNotificationHandled()); });
 }
 
@@ -108,26 +115,32 @@ void PreferenceChangeListener::workerLoop()
 {
     pthread_setname_np(pthread_self(), "listener");
     {
-        const Opener opener{listening};
-        static_cast<void>(startListening()); // a device that lacks something is kept, and idle
-        TRACE(listener_ready, device.ptr, stepsTaken);
+        const LatchOpener opener{listening};
+        static_cast<void>(startListening()); // after a failure the listener stays, idle
+        TRACE(listener_ready, device.ptr, startSteps);
     }
 
-    std::unique_lock lock(mutex);
-    while (running)
+    while (waitForRequest())
     {
-        if (!dirty)
-        {
-            wakeup.wait(lock); // once: a wake-up counts as a request
-            if (!running)
-                break;
-        }
-        dirty = false;
-        lock.unlock();
         std::this_thread::sleep_for(settleTime);
         save();
-        lock.lock();
     }
+}
+
+/// False if the listener is being stopped.
+bool PreferenceChangeListener::waitForRequest()
+{
+    const std::lock_guard lock(mutex);
+    if (running && !dirty)
+    {
+        // On the guard's lock, as the check of locks does not know this kind. Without a condition: each wake-up counts
+        // as a request.
+        std::unique_lock waiting(mutex, std::adopt_lock);
+        wakeup.wait(waiting);
+        waiting.release();
+    }
+    dirty = false;
+    return running;
 }
 
 ResultCode PreferenceChangeListener::startListening()
@@ -135,7 +148,7 @@ ResultCode PreferenceChangeListener::startListening()
     const COMPtr<ITessarigHardwareState> deviceState(device, IID_ITessarigHardwareState);
     if (!deviceState)
         return E_FAIL;
-    ++stepsTaken;
+    ++startSteps;
     contained([&] { static_cast<void>(deviceState->PrepareDevice()); });
     static_cast<void>(subscribe());
     return S_OK;
@@ -146,22 +159,23 @@ bool PreferenceChangeListener::subscribe()
     query(device, IID_ITessarigConfiguration, &configuration);
     if (!configuration)
         return false;
-    ++stepsTaken;
+    ++startSteps;
     query(configuration, IID_ITessarigHardwareState, &hardwareState);
     if (!hardwareState)
         return false;
-    ++stepsTaken;
+    ++startSteps;
     query(device, IID_ITessarigNotification, &notification);
     if (!notification)
         return false;
-    ++stepsTaken;
+    ++startSteps;
 
-    // Settings changes come last: when the first save can be asked for, all else stands.
-    for (const uint32_t topic : {Topic::hwic, Topic::hwiC, Topic::setd})
+    // The first topic, settings changes, comes last: when the first save can be requested, all else is in place.
+    for (size_t i = 1; i <= std::size(topics); ++i)
     {
+        const uint32_t topic = topics[i % std::size(topics)].topic;
         if (contained([&] { return notification->Subscribe(topic, this); }, E_FAIL) != S_OK)
             return false;
-        ++stepsTaken;
+        ++startSteps;
     }
     return true;
 }
@@ -169,7 +183,7 @@ bool PreferenceChangeListener::subscribe()
 void PreferenceChangeListener::save()
 {
     if (!hardwareState)
-        return; // a chance wake-up on a device that never got into listening
+        return; // a spurious wake-up on a device without the interface
     TRACE(save_begin, device.ptr);
     [[maybe_unused]] ResultCode result;
     {

@@ -6,13 +6,13 @@
 namespace
 {
 
-/// What goes into the query for event notifications; the library gives the number no other meaning to us.
+/// What the library expects in the variable of the query for `eicf`.
 constexpr int64_t notificationRequest = 3;
 
-ResultCode report(const TessarigNotifier::DeviceCallback& callback, ITessarig* device)
+ResultCode deliver(const TessarigNotifier::DeviceCallback& callback, ITessarig* device)
 {
     if (callback)
-        contained([&] { callback(COMPtr<ITessarig>(device)); }); // a device without a thread goes without a listener
+        contained([&] { callback(COMPtr<ITessarig>(device)); }); // it throws if no thread can be had
     return S_OK;
 }
 
@@ -51,7 +51,7 @@ void TessarigNotifier::uninstall()
     discovery.attach(nullptr);
 }
 
-/// The library has no use for any other face of this object, so there is none.
+/// Offers no interface: the library needs none beyond the one that it was handed.
 ResultCode TessarigNotifier::QueryInterface(InterfaceId, void**) { return E_NOINTERFACE; }
 
 int64_t TessarigNotifier::AddRef() { return ++refCount; }
@@ -64,6 +64,6 @@ int64_t TessarigNotifier::Release()
     return count;
 }
 
-ResultCode TessarigNotifier::DeviceArrived(ITessarig* device) { return report(arrivalCallback, device); }
+ResultCode TessarigNotifier::DeviceArrived(ITessarig* device) { return deliver(arrivalCallback, device); }
 
-ResultCode TessarigNotifier::DeviceRemoved(ITessarig* device) { return report(removalCallback, device); }
+ResultCode TessarigNotifier::DeviceRemoved(ITessarig* device) { return deliver(removalCallback, device); }

@@ -5,28 +5,30 @@
 
 #include "deviceapi/TessarigAPI.h"
 
-/// The link to the library's device discovery: turns its callbacks into calls of two callables.
+/// Tells its owner of each device that comes or goes: receives the library's callbacks and calls two callables.
 ///
-/// A member of its owner, never allocated by itself: the initial reference is never given back, so it stays as long as
-/// the library gives back no more references than it took. start(), uninstall() and the destructor belong to the main
-/// thread; DeviceArrived and DeviceRemoved come on threads of the library, several at once, from within start() on
-/// until uninstall() returns.
+/// Main thread, but for DeviceArrived and DeviceRemoved: these come on library threads, from within start() until
+/// uninstall() has returned.
+///
+/// A member of its owner, never allocated by itself. The initial reference is never released, so the object is never
+/// deleted as long as the library releases no more references than it took.
 class TessarigNotifier final : public ITessarigDeviceNotificationCallback
 {
 public:
-    /// Gets the device for the time of the call; whoever keeps it copies the COMPtr. May be called on several threads
-    /// at once. An exception ends here and does not reach the library.
+    /// Receives the device for the time of the call; whoever keeps it copies the COMPtr. Library threads. What it
+    /// throws is swallowed.
     using DeviceCallback = std::function<void(const COMPtr<ITessarig>&)>;
 
     TessarigNotifier() = default;
     TessarigNotifier(const TessarigNotifier&) = delete;
     TessarigNotifier& operator=(const TessarigNotifier&) = delete;
 
-    /// Keeps copies of the two and installs itself at the library. Reports nothing: if the library is missing or
-    /// refuses, no device ever comes.
+    /// Copies the two callables and calls install().
     void start(const DeviceCallback& arrival, const DeviceCallback& removal);
+    /// Asks the library for device notifications. Reports no failure: if the library is missing or refuses, no device
+    /// ever comes. Does nothing if it is installed.
     void install();
-    /// No callback runs or comes once it has returned. Does nothing if there is nothing to uninstall.
+    /// No callback runs or comes once it has returned. Does nothing if it is not installed.
     void uninstall();
 
     ResultCode QueryInterface(InterfaceId iid, void** out) override;
@@ -37,6 +39,7 @@ public:
 
     virtual ~TessarigNotifier();
 
+    // Public: tests look at the state directly.
     DeviceCallback arrivalCallback;
     DeviceCallback removalCallback;
     COMPtr<ITessarigDiscovery> discovery;

@@ -70,7 +70,7 @@ void loadTessarigPreviewAPI()
 
 /// Null as well if the factory throws.
 template <typename Type>
-Type* made(Factory<Type> factory)
+Type* callFactory(Factory<Type> factory)
 {
     return factory ? contained(factory, nullptr) : nullptr;
 }
@@ -81,7 +81,7 @@ Type* made(Factory<Type> factory)
     Type* name()                                                                                                       \
     {                                                                                                                  \
         pthread_once(&apiOnce, loadTessarigAPI);                                                                       \
-        return made(name##Factory);                                                                                    \
+        return callFactory(name##Factory);                                                                             \
     }
 TESSARIG_API_FACTORIES(DEFINE_ACCESSOR)
 
@@ -90,7 +90,7 @@ TESSARIG_API_FACTORIES(DEFINE_ACCESSOR)
     {                                                                                                                  \
         pthread_once(&apiOnce, loadTessarigAPI);                                                                       \
         pthread_once(&previewOnce, loadTessarigPreviewAPI);                                                            \
-        return made(name##Factory);                                                                                    \
+        return callFactory(name##Factory);                                                                             \
     }
 TESSARIG_PREVIEW_API_FACTORIES(DEFINE_PREVIEW_ACCESSOR)
 

@@ -5,39 +5,40 @@
 
 /// Holds one reference to an object of the device library, or nothing.
 ///
-/// What AddRef throws leaves the pointer empty, as does a query that throws. What Release throws ends the process:
-/// nobody can tell what is left of the object. A plain value without a lock: one COMPtr is used by one thread at a
-/// time, or shared read-only. Distinct COMPtrs to one object may be used on distinct threads. Two are equal if they
-/// point to the same object, whatever their `iid`.
+/// One COMPtr is used by one thread at a time, or shared read-only; several to one object may be used on several
+/// threads.
+///
+/// If AddRef or a query throws, the pointer is empty. If Release throws, the process ends: nobody can tell what is left
+/// of the object. Two are equal if they point to the same object, whatever their `iid`.
 template <typename T>
 class COMPtr
 {
 public:
-    /// The id that the pointer was built with. Carried along, but nothing is decided by it: after an out-parameter
-    /// call it need not be the id of what `ptr` points to.
+    /// The id that the pointer was built with. Nothing depends on it: after an out-parameter call it need not be the id
+    /// of what `ptr` points to.
     InterfaceId iid = IID_IUnknown;
     T* ptr = nullptr;
 
-    /// Where a callee may write a pointer that carries a reference. Fits both kinds of out-parameter: the typed one
-    /// and the untyped one of QueryInterface.
+    /// Takes a pointer that a callee writes, with a reference. Converts to both kinds of out-parameter: the typed one
+    /// and QueryInterface's untyped one.
     class Out
     {
     public:
-        explicit Out(T** target) : target(target) {}
-        operator T**() const { return target; }
-        operator void**() const { return reinterpret_cast<void**>(target); }
+        explicit Out(T** out) : out(out) {}
+        operator T**() const { return out; }
+        operator void**() const { return reinterpret_cast<void**>(out); }
 
     private:
-        T** target;
+        T** out;
     };
 
     COMPtr() = default;
 
-    /// Shares an object that somebody else holds.
-    explicit COMPtr(T* p) : ptr(share(p)) {}
+    /// Takes a reference of its own.
+    explicit COMPtr(T* object) : ptr(retain(object)) {}
 
-    /// Asks `source` for the interface `id`. Stays empty if the source is null or does not have it: the pointer tells,
-    /// the result code does not count.
+    /// Asks `source` for the interface `id`. Empty if the source is null or writes no pointer; the result code does not
+    /// count.
     explicit COMPtr(IUnknown* source, const InterfaceId& id) : iid(id)
     {
         if (source)
@@ -49,23 +50,22 @@ public:
     {
     }
 
-    COMPtr(const COMPtr& other) : iid(other.iid), ptr(share(other.ptr)) {}
+    COMPtr(const COMPtr& other) : iid(other.iid), ptr(retain(other.ptr)) {}
 
     COMPtr& operator=(const COMPtr&) = delete;
 
     ~COMPtr() { attach(nullptr); }
 
-    /// Takes over a reference that `p` already carries, as a factory returns it, and releases what was held before.
-    void attach(T* p)
+    /// Takes over the caller's reference to `object`, as a factory returns it, and releases what was held before.
+    void attach(T* object)
     {
         T* former = ptr;
-        ptr = p;
+        ptr = object;
         if (former)
             former->Release();
     }
 
-    /// Opens the pointer to a call that fills it. Releases what was held before the call is made, so that a call that
-    /// fails leaves it empty.
+    /// Hands the pointer to a call that fills it. Releases what was held first, so a call that fails leaves it empty.
     Out operator&()
     {
         attach(nullptr);
@@ -80,8 +80,8 @@ public:
     friend bool operator==(const COMPtr& left, const COMPtr& right) { return left.ptr == right.ptr; }
 
 private:
-    static T* share(T* p)
+    static T* retain(T* object)
     {
-        return p && contained([&] { return p->AddRef(), true; }, false) ? p : nullptr;
+        return object && contained([&] { return object->AddRef(), true; }, false) ? object : nullptr;
     }
 };

@@ -4,10 +4,11 @@
 
 #include <type_traits>
 
-/// Makes a call of the device library. One that throws counts as one that failed, and gives `failure`.
+/// Makes a call and swallows every exception that it throws: the call has failed then, and gives `failure`.
 ///
-/// The library's code can't be trusted with exceptions, nor can its frames, the callbacks' callers, deal with one. Only
-/// what ends the calling thread, as pthread_exit and cancellation do, goes on: the library may end a thread of its own.
+/// Any thread. All calls into the device library go through this, as nobody knows what it throws, and so do the
+/// callbacks from it, as its frames can't deal with exceptions. Passed on is only the unwinding that ends the calling
+/// thread, by pthread_exit or cancellation: the library may end its own threads inside a callback.
 template <typename Call>
 std::invoke_result_t<Call> contained(Call call, std::type_identity_t<std::invoke_result_t<Call>> failure)
 {
@@ -15,7 +16,7 @@ std::invoke_result_t<Call> contained(Call call, std::type_identity_t<std::invoke
     {
         return call();
     }
-#ifdef __GLIBCXX__ // which unwinds an ending thread by an exception that has to be passed on, or ends the process
+#ifdef __GLIBCXX__ // ends a thread by an exception, and the process if that one is swallowed
     catch (const abi::__forced_unwind&)
     {
         throw;
@@ -27,7 +28,7 @@ std::invoke_result_t<Call> contained(Call call, std::type_identity_t<std::invoke
     }
 }
 
-/// The same for a step without a result. What throws loses the rest of the step, nothing more.
+/// The same for a step without a result: an exception ends the step and nothing more.
 template <typename Step>
 requires std::is_void_v<std::invoke_result_t<Step>>
 void contained(Step step)

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 
 #include "deviceapi/COMPtr.h"
 #include "deviceapi/Unknown.h"
 
-// What the system uses of the device library, as the library lays it out in memory. Operations that the system does
-// not call stand as placeholders, so that the others keep their positions; nobody calls a placeholder.
+// The interfaces of the device library that the daemon uses, as the library lays them out in memory: an operation is
+// called by its position in the table, which the number behind it tells. So operations that the daemon does not call
+// stand here too, unnamed where nothing is known of them: without them the others would move.
 
 inline constexpr InterfaceId IID_ITessarigGroupedDevice = {
     {0x30, 0xD4, 0x14, 0x29, 0x39, 0x98, 0x4B, 0x6D, 0x84, 0xF8, 0x78, 0xC9, 0x4A, 0x79, 0x7C, 0x6E}};
@@ -31,7 +33,7 @@ struct Topic
     static constexpr uint32_t setd = 0x73657464; ///< Settings changed: they want saving.
     static constexpr uint32_t hwic = 0x68776963; ///< Hardware notification with one value.
     static constexpr uint32_t hwiC = 0x68776943; ///< Hardware notification with a value and an extra one.
-    static constexpr uint32_t pref = 0x70726566; ///< Preferences saved: posted by the system, never subscribed to.
+    static constexpr uint32_t pref = 0x70726566; ///< Preferences saved: posted by the daemon, never subscribed to.
 };
 
 /// Attributes of a device.
@@ -62,15 +64,15 @@ struct ITessarigGroupedDevice : IUnknown
 /// Required of every device.
 struct ITessarigAttributes : IUnknown
 {
-    virtual void position3() = 0;
+    virtual void position3() { abort(); }
     /// Fails if the device does not have the attribute, as for `dgid` on a device without a group.
     virtual ResultCode GetInt(uint32_t id, int64_t* value) = 0; // 4
 };
 
-/// State and hardware events of one device. Safe to call from several threads at once.
+/// State and hardware events of one device. Any thread.
 struct ITessarigHardwareState : IUnknown
 {
-    /// Negative means that the notification was not taken; so for the extended form.
+    /// Both: negative if the device did not take the notification.
     virtual int32_t HandleHardwareNotification(uint32_t value) = 0;                  // 3
     virtual int32_t HandleHardwareNotificationEx(uint32_t value, int64_t extra) = 0; // 4
     /// Saves the device's settings into the preferences. Called with the SharedPreferenceMutex held.
@@ -82,26 +84,26 @@ struct ITessarigHardwareState : IUnknown
 /// Gives the ITessarigHardwareState that serves all calls but the two of preparation.
 struct ITessarigConfiguration : IUnknown
 {
-    virtual void position3() = 0;
-    virtual void position4() = 0;
-    virtual void position5() = 0;
-    virtual void position6() = 0;
-    virtual void position7() = 0;
-    virtual void position8() = 0;
-    virtual void position9() = 0;
-    virtual void position10() = 0;
-    virtual void position11() = 0;
-    virtual void position12() = 0;
-    virtual void position13() = 0;
-    virtual void position14() = 0;
-    virtual void position15() = 0;
-    virtual void position16() = 0;
-    virtual void position17() = 0;
-    virtual void position18() = 0;
+    virtual void position3() { abort(); }
+    virtual void position4() { abort(); }
+    virtual void position5() { abort(); }
+    virtual void position6() { abort(); }
+    virtual void position7() { abort(); }
+    virtual void position8() { abort(); }
+    virtual void position9() { abort(); }
+    virtual void position10() { abort(); }
+    virtual void position11() { abort(); }
+    virtual void position12() { abort(); }
+    virtual void position13() { abort(); }
+    virtual void position14() { abort(); }
+    virtual void position15() { abort(); }
+    virtual void position16() { abort(); }
+    virtual void position17() { abort(); }
+    virtual void position18() { abort(); }
     virtual ResultCode HardwareNotificationHandled() = 0; // 19
 };
 
-/// Implemented by the system. Called on threads of the library, several at once.
+/// Implemented by the daemon, called on library threads.
 struct ITessarigNotificationCallback : IUnknown
 {
     virtual ResultCode Notify(uint32_t topic, int64_t param1, int64_t param2) = 0; // 3
@@ -126,8 +128,8 @@ struct ITessarigPeerIterator;
 struct ITessarigPeerDevice : IUnknown
 {
     virtual ResultCode GetDevice(ITessarig** out) = 0; // 3
-    virtual void position4() = 0;
-    virtual void position5() = 0;
+    virtual void position4() { abort(); }
+    virtual void position5() { abort(); }
     virtual ResultCode GetPeerIterator(ITessarigPeerIterator** out) = 0; // 6
 };
 
@@ -137,8 +139,8 @@ struct ITessarigPeerIterator : IUnknown
     virtual ResultCode Next(ITessarigPeerDevice** out) = 0; // 3
 };
 
-/// Implemented by the system. Called on threads of the library; `device` is borrowed for the time of the call, and its
-/// raw pointer is the same at the removal as at the arrival.
+/// Implemented by the daemon, called on library threads. `device` is borrowed for the time of the call, and its raw
+/// pointer is the same at the removal as at the arrival.
 struct ITessarigDeviceNotificationCallback : IUnknown
 {
     virtual ResultCode DeviceArrived(ITessarig* device) = 0; // 3
@@ -147,7 +149,7 @@ struct ITessarigDeviceNotificationCallback : IUnknown
 
 struct ITessarigDiscovery : IUnknown
 {
-    /// Reports every device, those too that are there already. Callbacks may come before it has returned.
+    /// Reports every device, also those that are already present. Callbacks may come before it has returned.
     virtual ResultCode InstallDeviceNotifications(ITessarigDeviceNotificationCallback* callback) = 0; // 3
     /// No callback runs or comes once it has returned.
     virtual ResultCode UninstallDeviceNotifications() = 0; // 4
@@ -155,9 +157,6 @@ struct ITessarigDiscovery : IUnknown
 
 struct ITessarigAPIInformation : IUnknown
 {
-    virtual void position3() = 0;
+    virtual void position3() { abort(); }
     virtual ResultCode GetInt(uint32_t id, int64_t* value) = 0; // 4
 };
-
-/// Reads an attribute with a query of its own. 0 if the device is empty, has no attributes or does not write this one.
-int64_t readAttribute(const COMPtr<ITessarig>& device, uint32_t id);

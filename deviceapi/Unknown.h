@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-/// Names an interface at the library's boundary. Opaque: compared byte by byte, never parsed.
+/// Identifies an interface of the library. Opaque: compared byte by byte, never parsed.
 struct InterfaceId
 {
     uint8_t bytes[16];
@@ -18,22 +18,22 @@ static_assert(sizeof(InterfaceId) == 16 && alignof(InterfaceId) == 1);
 inline constexpr InterfaceId IID_IUnknown = {
     {0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 
-/// Result of an operation at the boundary. Zero is success; which calls are tested at all is the caller's matter.
+/// Result of an operation of the library or of a callback. Zero is success.
 using ResultCode = uint32_t;
 
 inline constexpr ResultCode S_OK = 0;
 inline constexpr ResultCode E_NOINTERFACE = 0x80000004;
 inline constexpr ResultCode E_FAIL = 0x80000008;
 
-/// Head of every object that crosses the boundary. The other side calls by position in the table, so operations are
-/// never reordered; the numbers in the comments are those positions. No interface has a destructor: an object ends by
-/// its last Release.
+/// The first operations of every interface. The other side calls by position in the table, so operations are never
+/// reordered; the numbers behind them are those positions. No interface has a destructor: an object is destroyed by its
+/// last Release.
 struct IUnknown
 {
     /// On success `*out` carries a reference that the caller owns.
     virtual ResultCode QueryInterface(InterfaceId iid, void** out) = 0; // 0
-    /// Returns the new count. Safe from any thread, as is Release.
+    /// Returns the new count. Any thread.
     virtual int64_t AddRef() = 0; // 1
-    /// Returns the new count; at 0 the object is gone.
+    /// Returns the new count; at 0 the object is gone. Any thread.
     virtual int64_t Release() = 0; // 2
 };

@@ -24,9 +24,9 @@ inline void onDeepStack(const std::function<void()>& work)
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, stackSize);
     pthread_t thread;
-    const auto run = [](void* work) -> void*
+    const auto run = [](void* argument) -> void*
     {
-        (*static_cast<const std::function<void()>*>(work))();
+        (*static_cast<const std::function<void()>*>(argument))();
         return nullptr;
     };
     if (pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&work)) != 0)
@@ -123,7 +123,7 @@ inline std::string differenceOf(const std::string& text)
             PreferenceStore ours{std::string()};
             PreferenceStore theirs{std::string()};
             ReadReport report;
-            const bool read = ours.readText(text, &report);
+            const bool read = ours.parseText(text, &report);
             const std::unique_ptr<TiXmlDocument> document = parserDocument(text);
             if (read != (document && readDocument(*document, theirs)))
                 difference = read ? "accepted" : "refused: " + report.reason;

@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     static const std::string path = makeFolder() + "/folder/file";
     PreferenceStore store(path);
-    if (!store.readText(text) || store.table.empty())
+    if (!store.parseText(text) || store.table.empty())
         return 0;
     require(store.write(), "what was read could not be written");
     std::ifstream written(path, std::ios::binary);

@@ -12,7 +12,7 @@ namespace
 constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
 
 /// More names of one element than this are looked up, not walked through.
-constexpr size_t longestWalk = 16;
+constexpr size_t maxUnindexedNames = 16;
 
 std::string_view wordAt(const char* at) { return {at, strcspn(at, " \t\n<>")}; }
 
@@ -20,8 +20,8 @@ std::string_view wordAt(const char* at) { return {at, strcspn(at, " \t\n<>")}; }
 std::string_view commentAt(const char* at)
 {
     constexpr const char* space = " \t\n";
-    constexpr size_t longest = 64; // a look at whole lines could take long, as a line may hold many comments
-    const std::string_view all(at, strnlen(at, longest));
+    constexpr size_t maxLength = 64; // a look at whole lines could take long, as a line may hold many comments
+    const std::string_view all(at, strnlen(at, maxLength));
     const std::string_view text = all.substr(std::min(all.find_first_not_of(space, strlen("<!--")), all.size()));
     const std::string_view line = text.substr(0, std::min(text.find('\n'), text.find("-->")));
     return line.substr(0, line.find_last_not_of(space) + 1);
@@ -35,13 +35,13 @@ ElementWalk::ElementWalk(const std::string& text, ReportWriter& report)
     if (text.starts_with(byteOrderMark))
     {
         encoding = TIXML_ENCODING_UTF8;
-        report.pass(Loss::Encoding, position, "byte order mark");
+        report.passOver(Loss::Encoding, position, "byte order mark");
     }
 }
 
 bool ElementWalk::walk()
 {
-    for (skipSpace(); !over() && !refused; skipSpace())
+    for (skipSpace(); !atEnd() && !refused; skipSpace())
         step();
     if (!refused && !open.empty())
         refuse(open.back().start, "<", open.back().name, "> is not closed");
@@ -58,22 +58,22 @@ bool ElementWalk::refuse(const char* at, const char* before, std::string_view na
 void ElementWalk::step()
 {
     if (*position != '<')
-        readText();
+        parseText();
     else if (!open.empty() && position[1] == '/')
-        readEndTag();
+        parseEndTag();
     else if (IsAlpha(static_cast<unsigned char>(position[1]), encoding) || position[1] == '_')
-        readElement();
+        parseElement();
     else
-        readMarkup();
+        parseMarkup();
 }
 
 /// Outside all elements a text ends the reading.
-void ElementWalk::readText()
+void ElementWalk::parseText()
 {
     const char* const start = position;
     if (open.empty())
     {
-        pass(Loss::Rest, start, wordAt(start));
+        passOver(Loss::Rest, start, wordAt(start));
         position = nullptr;
         return;
     }
@@ -81,74 +81,74 @@ void ElementWalk::readText()
     if (position)
         --position;
     if (!std::all_of(scratch.begin(), scratch.end(), [](char byte) { return IsWhiteSpace(byte); }))
-        pass(Loss::Text, start, wordAt(start));
+        passOver(Loss::Text, start, wordAt(start));
 }
 
 /// A comment, a declaration, and whatever else is no element.
-void ElementWalk::readMarkup()
+void ElementWalk::parseMarkup()
 {
     const char* const start = position;
     const std::unique_ptr<TiXmlNode> node(Identify(start, encoding));
     position = node->Parse(start, nullptr, encoding);
     if (node->ToDeclaration() && open.empty() && !declared)
-        declare(start, *node->ToDeclaration());
+        parseDeclaration(start, *node->ToDeclaration());
     else if (node->ToComment())
-        pass(Loss::Comment, start, commentAt(start));
+        passOver(Loss::Comment, start, commentAt(start));
     else
-        pass(node->ToText() ? Loss::Text : Loss::Markup, start, wordAt(start + 1));
+        passOver(node->ToText() ? Loss::Text : Loss::Markup, start, wordAt(start + 1));
     if (position)
         return;
     if (!open.empty())
         refuse(start, "<", wordAt(start + 1), " does not end");
     else
-        pass(Loss::Rest, start, wordAt(start));
+        passOver(Loss::Rest, start, wordAt(start));
 }
 
 /// The first declaration decides on the encoding of what follows, unless a byte order mark has.
-void ElementWalk::declare(const char* start, const TiXmlDeclaration& declaration)
+void ElementWalk::parseDeclaration(const char* start, const TiXmlDeclaration& declaration)
 {
     declared = true;
     const char* const name = declaration.Encoding();
     if (strcasecmp(name, "ISO-8859-1") != 0)
-        pass(Loss::Encoding, start, *name ? name : "none");
+        passOver(Loss::Encoding, start, *name ? name : "none");
     if (encoding != TIXML_ENCODING_UNKNOWN)
         return;
     const bool utf8 = !*name || strncasecmp(name, "UTF-8", 5) == 0 || strncasecmp(name, "UTF8", 4) == 0;
     encoding = utf8 ? TIXML_ENCODING_UTF8 : TIXML_ENCODING_LEGACY;
 }
 
-void ElementWalk::readElement()
+void ElementWalk::parseElement()
 {
     const char* const start = position++;
     skipSpace();
     const char* const nameStart = position;
     position = position ? ReadName(position, &scratch, encoding) : nullptr;
-    if (over())
+    if (atEnd())
     {
         refuse(start, "this element has no name, or ends in it");
         return;
     }
     const Element element = {start, {nameStart, scratch.size()}};
-    if (!begin(start, scratch))
+    if (!beginElement(start, scratch))
         return;
-    const bool empty = readTag(element);
+    const bool empty = parseTag(element);
     if (refused)
         return;
-    take();
+    completeTag();
     if (empty)
-        end();
+        endElement();
     else
         open.push_back(element);
 }
 
 /// True if the element ends with its tag.
-bool ElementWalk::readTag(const Element& element)
+bool ElementWalk::parseTag(const Element& element)
 {
     names.clear();
-    for (skipSpace(); !over() && *position != '/' && *position != '>'; skipSpace())
-        if (!readAttribute())
+    for (skipSpace(); !atEnd() && *position != '/' && *position != '>'; skipSpace())
+        if (!parseAttribute())
             return false;
-    if (over())
+    if (atEnd())
         return refuse(element.start, "the tag <", element.name, " does not end");
     const bool empty = *position == '/';
     if (empty && position[1] != '>')
@@ -157,20 +157,20 @@ bool ElementWalk::readTag(const Element& element)
     return empty;
 }
 
-bool ElementWalk::readAttribute()
+bool ElementWalk::parseAttribute()
 {
     const char* const start = position;
-    position = parsed.Parse(start, nullptr, encoding);
-    const std::string& name = parsed.NameTStr();
-    if (over())
+    position = parsedAttribute.Parse(start, nullptr, encoding);
+    const std::string& name = parsedAttribute.NameTStr();
+    if (atEnd())
         return refuse(start, "'", wordAt(start), "' is no attribute with a value in quotes");
     if (!names.add({start, name.size()}))
         return refuse(start, "the attribute '", name, "' stands there twice");
-    attribute(start, name, parsed.ValueStr());
+    handleAttribute(start, name, parsedAttribute.ValueStr());
     return true;
 }
 
-void ElementWalk::readEndTag()
+void ElementWalk::parseEndTag()
 {
     const char* const start = position;
     const std::string_view name = open.back().name;
@@ -179,11 +179,11 @@ void ElementWalk::readEndTag()
     {
         position += name.size();
         skipSpace();
-        if (!over() && *position == '>')
+        if (!atEnd() && *position == '>')
         {
             ++position;
             open.pop_back();
-            end();
+            endElement();
             return;
         }
     }
@@ -203,7 +203,7 @@ bool ElementWalk::Names::add(std::string_view name)
     if (std::find(few.begin(), few.end(), name) != few.end())
         return false;
     few.push_back(name);
-    if (few.size() > longestWalk)
+    if (few.size() > maxUnindexedNames)
         many.insert(few.begin(), few.end());
     return true;
 }

@@ -12,16 +12,17 @@
 inline namespace ostrivane
 {
 
-/// One pass over a text that moves on as the XML parser's document does, and refuses what that one refuses, but makes
-/// no tree. Elements are walked here, with a stack of those that are open; all else is read by the parser's own pieces.
-/// Who derives from it is told of the elements and their attributes.
+/// Parses an XML text in one pass, without a tree, and tells the class derived from it of each element and attribute.
 ///
-/// It is one of the parser's elements, one without a document, as the parser keeps its pieces for such.
+/// Accepts and refuses what the XML parser's document does. Elements are walked here, with a stack of those that are
+/// open; all else is parsed by the parser's own pieces. They are protected members of its element, so this is one.
+///
+/// Used by one thread.
 class ElementWalk : private TiXmlElement
 {
 public:
-    /// In its UTF-8 mode the parser takes up to three bytes behind a first one without a look at them, so a sequence
-    /// that is cut off by the end would take it past the end. A text ends in this.
+    /// What a text has to end in: in its UTF-8 mode the parser skips as many bytes as a first byte announces, up to
+    /// three, without looking at them, also past the end.
     static constexpr const char* padding = "\n\n\n";
 
 protected:
@@ -31,22 +32,22 @@ protected:
     /// False if the text is refused.
     bool walk();
 
-    /// How many elements are open, apart from the one that is being told of.
+    /// How many elements are open around the present one.
     size_t depth() const { return open.size(); }
 
-    /// Gives false. The walk ends then.
+    /// Ends the walk. Always false.
     bool refuse(const char* at, const char* before, std::string_view name = {}, const char* after = "");
 
     /// An element begins at its `<`. False if it was refused.
-    virtual bool begin(const char* start, const std::string& name) = 0;
+    virtual bool beginElement(const char* start, const std::string& name) = 0;
     /// One of its attributes, which are read one after the other before anything else.
-    virtual void attribute(const char* start, const std::string& name, const std::string& value) = 0;
+    virtual void handleAttribute(const char* start, const std::string& name, const std::string& value) = 0;
     /// Its tag is complete.
-    virtual void take() = 0;
+    virtual void completeTag() = 0;
     /// It ends, maybe with its tag.
-    virtual void end() = 0;
+    virtual void endElement() = 0;
     /// What is no element is passed over.
-    virtual void pass(Loss kind, const char* at, std::string_view name) = 0;
+    virtual void passOver(Loss kind, const char* at, std::string_view name) = 0;
 
 private:
     struct Element
@@ -68,16 +69,16 @@ private:
         std::set<std::string_view> many; ///< Ordered, as whoever writes the file could choose names of one hash.
     };
 
-    bool over() const { return !position || !*position; }
+    bool atEnd() const { return !position || !*position; }
     void skipSpace() { position = SkipWhiteSpace(position, encoding); }
     void step();
-    void readText();
-    void readMarkup();
-    void declare(const char* start, const TiXmlDeclaration& declaration);
-    void readElement();
-    bool readTag(const Element& element);
-    bool readAttribute();
-    void readEndTag();
+    void parseText();
+    void parseMarkup();
+    void parseDeclaration(const char* start, const TiXmlDeclaration& declaration);
+    void parseElement();
+    bool parseTag(const Element& element);
+    bool parseAttribute();
+    void parseEndTag();
 
     const char* position; ///< Null where the parser's pieces have given up.
     ReportWriter& report;
@@ -86,7 +87,7 @@ private:
     bool refused = false;
     std::vector<Element> open;
     std::string scratch;
-    TiXmlAttribute parsed;
+    TiXmlAttribute parsedAttribute;
     Names names;
 };
 

@@ -12,8 +12,8 @@
 namespace
 {
 
-/// The finished file is everybody's, whatever the umask says.
-constexpr mode_t openToAll = 0666;
+/// The finished file can be read and written by every user, whatever the umask says.
+constexpr mode_t allowAll = 0666;
 
 std::string folderOf(const boost::filesystem::path& path)
 {
@@ -21,9 +21,9 @@ std::string folderOf(const boost::filesystem::path& path)
     return parent.empty() ? "." : parent.string();
 }
 
-std::string madeFolderOf(const boost::filesystem::path& path)
+std::string makeFolderOf(const boost::filesystem::path& path)
 {
-    const std::string folder = folderOf(path);
+    std::string folder = folderOf(path);
     if (!is_directory(boost::filesystem::status(folder)))
         create_directories(boost::filesystem::path(folder));
     return folder;
@@ -33,13 +33,13 @@ std::string madeFolderOf(const boost::filesystem::path& path)
 
 FileReplacement::FileReplacement(const std::string& path) : path(path)
 {
-    const std::string folderName = madeFolderOf(path);
+    const std::string folderName = makeFolderOf(path);
     temporary = folderName + "." + boost::filesystem::path(path).filename().string() + "~XXXXXX";
     file = Descriptor(mkostemp(temporary.data(), O_CLOEXEC));
     if (!file)
         return;
     pending = true;
-    static_cast<void>(fchmod(file.get(), openToAll)); // without it the file is root's alone, but whole
+    static_cast<void>(fchmod(file.get(), allowAll)); // without it the file is root's alone, but whole
     folder = Descriptor(open(folderName.c_str(), O_RDONLY | O_CLOEXEC));
     content = Stream(fdopen(file.get(), "wb"));
     if (content)
@@ -48,7 +48,7 @@ FileReplacement::FileReplacement(const std::string& path) : path(path)
 
 FileReplacement::~FileReplacement()
 {
-    const int error = errno; // of what failed
+    const int error = errno; // as commit() left it
     if (pending)
         unlink(temporary.c_str());
     content = Stream();

@@ -8,7 +8,7 @@
 inline namespace ostrivane
 {
 
-/// Owns a handle of the system, or `none`, and closes it. Moves, and does not copy.
+/// Owns a handle of the operating system, or `none`, and closes it. Can be moved, not copied. Used by one thread.
 template <typename Handle, auto none, auto closer>
 class Owner
 {
@@ -29,7 +29,7 @@ public:
 
     explicit operator bool() const { return handle != static_cast<Handle>(none); }
     Handle get() const { return handle; }
-    /// Gives the handle and the duty to close it away.
+    /// Gives up the handle: the caller closes it.
     Handle release() { return std::exchange(handle, static_cast<Handle>(none)); }
     void swap(Owner& other) noexcept { std::swap(handle, other.handle); }
 

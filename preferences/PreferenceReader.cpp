@@ -32,7 +32,7 @@ bool PreferenceIO::read(ReadReport* report)
 {
     std::optional<std::string> text = readRegularFile(path);
     if (text)
-        return readPreferences(std::move(*text), *store, report);
+        return parsePreferences(std::move(*text), *store, report);
     if (report)
     {
         *report = {};

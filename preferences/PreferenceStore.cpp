@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr size_t longestWalk = 32;
+constexpr size_t maxUnindexedAttributes = 32;
 
 }
 
@@ -116,9 +116,9 @@ void PreferenceStore::swapTables(PreferenceStore& other) noexcept
 
 bool PreferenceStore::read(ReadReport* report) { return io->read(report); }
 
-bool PreferenceStore::readText(std::string text, ReadReport* report)
+bool PreferenceStore::parseText(std::string text, ReadReport* report)
 {
-    return readPreferences(std::move(text), *this, report);
+    return parsePreferences(std::move(text), *this, report);
 }
 
 bool PreferenceStore::write() { return io->write(); }
@@ -141,7 +141,7 @@ void PreferenceStore::append(Place& place, const std::string& name, PreferenceVa
     PreferenceAttributes added;
     added.emplace_back(name, std::move(value));
     AttributeIndex entries;
-    if (!place.attributes.empty() || attributes.size() >= longestWalk)
+    if (!place.attributes.empty() || attributes.size() >= maxUnindexedAttributes)
         entries.emplace(added.front().first, added.begin());
     if (place.attributes.empty() && !entries.empty())
         for (auto entry = attributes.begin(); entry != attributes.end(); ++entry)

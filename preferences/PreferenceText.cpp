@@ -11,8 +11,7 @@
 namespace
 {
 
-/// What the parser would see of it: up to the first NUL byte, with line ends as line feeds. It does so itself when it
-/// loads a file, but not with a text that it is given.
+/// Turns all line ends into line feeds, as the parser does when it loads a file, but not with a text in memory.
 void normalise(std::string& text)
 {
     size_t kept = std::min(text.find('\r'), text.size());
@@ -27,20 +26,20 @@ void normalise(std::string& text)
     text.resize(kept);
 }
 
-/// Puts what an accepted text says into a table.
+/// Parses a preference file's text into an empty table.
 class PreferenceWalk final : public ElementWalk
 {
 public:
-    /// All outlive it. The table is empty.
+    /// All three outlive it. The table is empty.
     PreferenceWalk(const std::string& text, PreferenceStore& store, ReportWriter& report)
         : ElementWalk(text, report), store(store), report(report)
     {
     }
 
-    bool read() { return walk() && (rootFound || refuse(nullptr, "there is no element")); }
+    bool parse() { return walk() && (rootFound || refuse(nullptr, "there is no element")); }
 
 private:
-    /// What an element is to a preference file.
+    /// What an element means in a preference file.
     enum class Role
     {
         Root,
@@ -49,23 +48,23 @@ private:
         Other    ///< Passed over, with all that is in it.
     };
 
-    bool begin(const char* at, const std::string& called) override
+    bool beginElement(const char* at, const std::string& name) override
     {
         start = at;
-        element = called;
-        role = roleOf(called);
-        notedBefore = report.count();
+        element = name;
+        role = roleOf(name);
+        notesBefore = report.noteCount();
         id.reset();
         setting.reset();
         text.reset();
-        if (role == Role::Root && called != "QuillstonePreferences")
-            return refuse(at, "the first element is <", called, "> instead of <QuillstonePreferences>");
+        if (role == Role::Root && name != "QuillstonePreferences")
+            return refuse(at, "the first element is <", name, "> instead of <QuillstonePreferences>");
         return true;
     }
 
-    Role roleOf(const std::string& called) const
+    Role roleOf(const std::string& name) const
     {
-        if (inOther())
+        if (inPassedOver())
             return Role::Other;
         switch (depth())
         {
@@ -74,111 +73,111 @@ private:
         case 1:
             return Role::Entry;
         case 2:
-            return called == "attribute" ? Role::Setting : Role::Other;
+            return name == "attribute" ? Role::Setting : Role::Other;
         default:
             return Role::Other;
         }
     }
 
-    void attribute(const char* at, const std::string& called, const std::string& value) override
+    void handleAttribute(const char* at, const std::string& name, const std::string& value) override
     {
-        if (role == Role::Entry && called == "id")
+        if (role == Role::Entry && name == "id")
             id = value;
-        else if (role == Role::Setting && called == "name")
+        else if (role == Role::Setting && name == "name")
             setting = value;
-        else if (role == Role::Setting && called == "value")
+        else if (role == Role::Setting && name == "value")
             text = value;
         else
-            pass(Loss::Attribute, at, called);
+            passOver(Loss::Attribute, at, name);
     }
 
-    void take() override
+    void completeTag() override
     {
         if (role == Role::Root)
             rootFound = true;
         else if (role == Role::Entry)
-            takeEntry();
+            addEntry();
         else if (role == Role::Setting)
-            takeSetting();
-        else if (!inOther())
-            passWhole(Loss::Element);
+            addSetting();
+        else if (!inPassedOver())
+            passOverElement(Loss::Element);
     }
 
-    void takeEntry()
+    void addEntry()
     {
         if (!id)
-            return passWhole(Loss::EntryWithoutId);
+            return passOverElement(Loss::EntryWithoutId);
         key = element == "group" ? "group" + *id : *id;
         entryStart = start;
         hasSettings = false;
         if (!report.wanted())
             return;
         if (element != "group" && element != "card")
-            pass(Loss::ElementName, start, element);
+            passOver(Loss::ElementName, start, element);
         if (!keys.insert(key).second)
-            pass(Loss::DoubledKey, start, key);
+            passOver(Loss::DoubledKey, start, key);
     }
 
-    void takeSetting()
+    void addSetting()
     {
         if (!setting || !text)
-            return passWhole(Loss::IncompleteSetting);
+            return passOverElement(Loss::IncompleteSetting);
         if (report.wanted() && store.has(key, *setting))
-            pass(Loss::DoubledSetting, start, *setting);
+            passOver(Loss::DoubledSetting, start, *setting);
         store.set(key, *setting, std::move(*text));
         hasSettings = true;
     }
 
-    void end() override
+    void endElement() override
     {
-        if (depth() == other)
-            other = nowhere;
-        else if (depth() == 1 && !inOther() && !hasSettings)
-            pass(Loss::EntryWithoutSettings, entryStart, key);
+        if (depth() == passedOverDepth)
+            passedOverDepth = noDepth;
+        else if (depth() == 1 && !inPassedOver() && !hasSettings)
+            passOver(Loss::EntryWithoutSettings, entryStart, key);
     }
 
-    void pass(Loss kind, const char* at, std::string_view called) override
+    void passOver(Loss kind, const char* at, std::string_view name) override
     {
-        if (!inOther())
-            report.pass(kind, at, called);
+        if (!inPassedOver())
+            report.passOver(kind, at, name);
     }
 
-    /// The element goes with all that is in it, so nothing of that is named.
-    void passWhole(Loss kind)
+    /// Passes over the present element with all that is in it, so nothing inside is noted.
+    void passOverElement(Loss kind)
     {
-        report.backTo(notedBefore);
-        pass(kind, start, setting ? *setting : element);
-        other = depth();
+        report.forgetNotesAfter(notesBefore);
+        passOver(kind, start, setting ? *setting : element);
+        passedOverDepth = depth();
     }
 
-    bool inOther() const { return depth() > other; }
+    bool inPassedOver() const { return depth() > passedOverDepth; }
 
     PreferenceStore& store;
     ReportWriter& report;
     bool rootFound = false;
 
-    // The element that is being told of.
+    // The present element.
     const char* start = nullptr;
     std::string element;
     Role role = Role::Other;
-    size_t notedBefore = 0;
+    size_t notesBefore = 0;
     std::optional<std::string> id;
     std::optional<std::string> setting;
     std::optional<std::string> text;
 
-    // The entry that is open.
+    // The open entry.
     std::string key;
     const char* entryStart = nullptr;
     bool hasSettings = false;
 
-    static constexpr size_t nowhere = SIZE_MAX;
-    size_t other = nowhere;     ///< The depth of the open element that is passed over.
-    std::set<std::string> keys; ///< Of all entries, if a report is wanted.
+    static constexpr size_t noDepth = SIZE_MAX;
+    size_t passedOverDepth = noDepth; ///< The depth of the open element that is passed over.
+    std::set<std::string> keys;       ///< Of all entries, if a report is wanted.
 };
 
 }
 
-bool ostrivane::readPreferences(std::string text, PreferenceStore& store, ReadReport* report)
+bool ostrivane::parsePreferences(std::string text, PreferenceStore& store, ReadReport* report)
 {
     const size_t end = std::min(text.find('\0'), text.size());
     const bool cutOff = end < text.size();
@@ -191,10 +190,10 @@ bool ostrivane::readPreferences(std::string text, PreferenceStore& store, ReadRe
     PreferenceStore result{std::string()};
     if (size == 0)
         writer.refuse(nullptr, "it is empty");
-    if (size == 0 || !PreferenceWalk(text, result, writer).read())
+    if (size == 0 || !PreferenceWalk(text, result, writer).parse())
         return false;
     if (cutOff)
-        writer.pass(Loss::Rest, text.c_str() + size, "NUL");
+        writer.passOver(Loss::Rest, text.c_str() + size, "NUL");
     writer.finish();
     store.swapTables(result);
     return true;

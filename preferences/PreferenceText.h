@@ -9,13 +9,11 @@ inline namespace ostrivane
 
 class PreferenceStore;
 
-/// Turns a preference file's text, any bytes, into a table: true if the text is accepted, and then `store` has what it
-/// says and nothing else. False leaves the table alone. The report, if there is one, is written anew.
+/// Parses the text of a preference file, any bytes, into the table of `store`. False if the text is refused; then the
+/// table is as it was, as it is after std::bad_alloc. The report, if one is given, is overwritten.
 ///
-/// One pass, without a tree: elements, which alone nest, are walked here with a stack of names, and all else is read by
-/// the XML parser's own pieces. Accepted is what the parser's document accepts, and read as it is read there, of any
-/// depth and with any number of attributes. Time and memory grow with the text, whatever it holds. Throws
-/// std::bad_alloc, and then the table is as it was.
-bool readPreferences(std::string text, PreferenceStore& store, ReadReport* report = nullptr);
+/// Accepts what the XML parser's document accepts, at any depth and with any number of attributes, and takes time and
+/// memory in proportion to the text, whatever it holds.
+bool parsePreferences(std::string text, PreferenceStore& store, ReadReport* report = nullptr);
 
 }

@@ -20,9 +20,9 @@ constexpr Renaming renamings[] = {
     {"NetOutputAncillaryIPv4", "NetOutputAncillaryIPv4_0"}, {"NetOutputAncillaryPort", "NetOutputAncillaryPort_0"},
 };
 
-/// A value goes to every card of its group, and whoever writes the file chooses how many those are: without a bound a
-/// small file would become one that fills memory and disk. In bytes of all copies, as they stand in the file.
-constexpr size_t mostGrowth = 1 << 26;
+/// How many bytes all copies may take in the file. A value goes to every card of its group, and whoever writes the file
+/// chooses how many cards those are: without a limit a small file could fill memory and disk.
+constexpr size_t maxGrowth = 1 << 26;
 
 }
 
@@ -61,11 +61,7 @@ int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::s
     PreferenceValue value;
     if (!store->get(key, oldName, value))
         return Nothing;
-    const Cards cards = cardsOfGroup(key);
-    CardKeys keys;
-    for (const std::string& card : cards)
-        keys.push_back(&card);
-    return move(key, {{oldName, newName, value}}, keys);
+    return moveToCards(key, {{oldName, newName, value}}, cardsByGroup()[key]);
 }
 
 int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::string& name)
@@ -76,10 +72,9 @@ int PreferenceUpdater::moveAttributeToCards(const std::string& key, const std::s
 PreferenceUpdater::Cards PreferenceUpdater::cardsOfGroup(const std::string& key)
 {
     Cards cards;
-    if (PreferenceIO::isGroup(key))
-        for (const std::string& card : store->keys())
-            if (!PreferenceIO::isGroup(card) && PreferenceIO::groupKey(card) == key)
-                cards.insert(card);
+    const CardKeys keys = cardsByGroup()[key];
+    for (const std::string* card : keys)
+        cards.insert(*card);
     return cards;
 }
 
@@ -118,7 +113,7 @@ bool PreferenceUpdater::reload()
 
 bool PreferenceUpdater::save() { return store->write(); }
 
-/// What the key holds of the six, in their order.
+/// The key's settings that are to be moved, in the order of `renamings`.
 std::vector<PreferenceUpdater::Move> PreferenceUpdater::movesOf(const std::string& key) const
 {
     std::vector<Move> moves;
@@ -128,8 +123,8 @@ std::vector<PreferenceUpdater::Move> PreferenceUpdater::movesOf(const std::strin
     return moves;
 }
 
-/// Card by card, so that each has to be found once only.
-int PreferenceUpdater::move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards)
+/// Goes card by card, so that each card is looked up once.
+int PreferenceUpdater::moveToCards(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards)
 {
     if (cards.empty())
         return Failed;
@@ -161,17 +156,17 @@ size_t PreferenceUpdater::growthOf(const std::vector<Move>& moves, const CardKey
 }
 
 PreferenceUpdater::GroupMove PreferenceUpdater::moveGroup(const std::string& key, const std::vector<Move>& moves,
-                                                          const CardKeys& cards, size_t& room)
+                                                          const CardKeys& cards, size_t& remainingGrowth)
 {
     GroupMove result = {key, GroupMove::NoCards, {}, cards.size()};
     for (const Move& move : moves)
         result.names.push_back(move.oldName);
-    if (const size_t growth = growthOf(moves, cards); growth > room)
+    if (const size_t growth = growthOf(moves, cards); growth > remainingGrowth)
         result.outcome = GroupMove::BeyondBound;
-    else if (move(key, moves, cards) == Moved)
+    else if (moveToCards(key, moves, cards) == Moved)
     {
         result.outcome = GroupMove::Done;
-        room -= growth;
+        remainingGrowth -= growth;
     }
     return result;
 }
@@ -180,7 +175,7 @@ int PreferenceUpdater::migrate(GroupMoves* groups)
 {
     changedCount = 0;
     failedCount = 0;
-    size_t room = mostGrowth;
+    size_t remainingGrowth = maxGrowth;
     std::optional<std::map<std::string, CardKeys>> cards; // of all groups in one walk, once there is something to move
     for (const auto& [key, attributes] : store->table)    // a move makes no key and removes none
     {
@@ -191,7 +186,7 @@ int PreferenceUpdater::migrate(GroupMoves* groups)
             continue;
         if (!cards)
             cards = cardsByGroup();
-        GroupMove moved = moveGroup(key, moves, (*cards)[key], room);
+        GroupMove moved = moveGroup(key, moves, (*cards)[key], remainingGrowth);
         for (size_t i = 0; i < moves.size(); ++i)
             tally(moved.outcome == GroupMove::Done ? Moved : Failed);
         if (groups)

@@ -12,10 +12,11 @@
 inline namespace ostrivane
 {
 
-/// Moves settings that a preference file holds for a group of cards down to each card of the group.
+/// Moves the settings of network output, which once belonged to groups of cards, to each card of the group.
 ///
-/// Six attributes of network output once belonged to groups; update() gives them to the cards under new names. A file
-/// in which that is done needs no mark: nothing is found, and the file is not touched. Used by one thread.
+/// Used by one thread.
+///
+/// A file in which that is done needs no mark: nothing is found to move, and the file is not touched.
 class PreferenceUpdater
 {
 public:
@@ -29,7 +30,7 @@ public:
 
     using Cards = std::set<std::string>;
 
-    /// What became of one group that held any of the six.
+    /// What became of one group that had settings to move.
     struct GroupMove
     {
         enum Outcome
@@ -41,8 +42,8 @@ public:
 
         std::string group; ///< Its key.
         Outcome outcome;
-        std::vector<std::string> names; ///< Which of the six, as they are called on the group.
-        size_t cards;                   ///< How many the group has.
+        std::vector<std::string> names; ///< Of these settings, as they are called on the group.
+        size_t cards;                   ///< How many cards the group has.
     };
     using GroupMoves = std::vector<GroupMove>;
 
@@ -53,17 +54,19 @@ public:
     PreferenceUpdater(const PreferenceUpdater&) = delete;
     PreferenceUpdater& operator=(const PreferenceUpdater&) = delete;
 
-    /// Reads the file, moves, and writes it if anything was moved or failed to. A group without cards fails alone, as
-    /// does one that would bring what is copied beyond 64 MiB: the others' moves are written. A file that can't be read
-    /// or written stays as it was. A later update tries again what failed. Throws nothing.
+    /// Reads the file, moves, and writes the file if anything was moved or failed to. A group without cards fails
+    /// alone, as does one that would bring what is copied beyond 64 MiB: the others' moves are written. A file that
+    /// can't be read or written stays as it was. A later update tries again what failed. Throws nothing.
     int update();
 
-    /// The middle of update(): moves in the table, whatever it was filled from, and touches no file. So it tells what
-    /// an update would do: `store` has then what it would write. Counts anew and gives the sum; the groups that there
-    /// was something to move on are put behind those in `groups`, in the order of the table. Throws std::bad_alloc.
+    /// The part of update() between reading and writing: moves in the table, whatever it was filled from. So it tells
+    /// what an update would do. Resets the counters and returns their summary(). Appends what became of each group that
+    /// had settings to move to `groups`, in the order of the table. Throws std::bad_alloc.
     int migrate(GroupMoves* groups = nullptr);
 
-    /// Walks over the keys that there are at the beginning, so that `fn` may change the table.
+    // From here to save(): for other programs that migrate; update() uses some of them, the daemon no other.
+
+    /// Calls `fn` with each key that exists at the beginning: `fn` may change the table.
     void forEachKey(const std::function<void(std::string)>& fn);
 
     int moveAttributeToCards(const std::string& key, const std::string& oldName, const std::string& newName);
@@ -84,8 +87,8 @@ public:
     bool save();
 
     std::unique_ptr<PreferenceStore> store;
-    int changedCount = 0; ///< Moves of one attribute off one group that worked, in the last update.
-    int failedCount = 0;  ///< And those that did not.
+    int changedCount = 0; ///< Settings that the last update moved, counted once for each group.
+    int failedCount = 0;  ///< Settings that it could not move.
 
 private:
     struct Move
@@ -95,13 +98,14 @@ private:
         PreferenceValue value;
     };
 
-    /// Keys in the table, in any order: what a move does to one card doesn't depend on the others.
+    /// Points at keys in the table.
     using CardKeys = std::vector<const std::string*>;
 
     std::vector<Move> movesOf(const std::string& key) const;
-    int move(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
+    int moveToCards(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards);
     static size_t growthOf(const std::vector<Move>& moves, const CardKeys& cards);
-    GroupMove moveGroup(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards, size_t& room);
+    GroupMove moveGroup(const std::string& key, const std::vector<Move>& moves, const CardKeys& cards,
+                        size_t& remainingGrowth);
     std::map<std::string, CardKeys> cardsByGroup() const;
 };
 

@@ -25,7 +25,8 @@ struct TextOf
     std::string operator()(const std::string& value) const { return value; }
 };
 
-/// Prints as the parser prints what it holds: a line of elements, each with its attributes, by the parser's own.
+/// Prints a table as the XML parser would print its document: the layout is repeated here, attributes are printed by
+/// the parser.
 class Printer
 {
 public:

@@ -17,7 +17,7 @@ struct TextPlace
     bool operator==(const TextPlace&) const = default;
 };
 
-/// What of a preference file is read over, so that a write of what was read loses it.
+/// A kind of thing in a preference file that is passed over, so that writing the table loses it.
 enum class Loss
 {
     Comment,
@@ -32,10 +32,10 @@ enum class Loss
     IncompleteSetting, ///< An `attribute` without a name or a value.
     DoubledKey,        ///< A card or group that stood there before: the two become one.
     DoubledSetting,    ///< The second value of a setting, which takes the place of the first.
-    Rest               ///< All that follows: text behind the last element, or a NUL byte, ends the reading.
+    Rest               ///< All that follows: text behind the last element, or a NUL byte, ends the parsing.
 };
 
-/// One thing that was read over.
+/// One thing that was passed over.
 struct PassedOver
 {
     Loss kind;
@@ -43,11 +43,11 @@ struct PassedOver
     std::string name; ///< Short, and as it stands in the text: an element's, attribute's, key's or setting's name.
 };
 
-/// What reading a preference file found out, apart from the table. A read that is not given one takes no time for it.
+/// Tells of one preference file why it was refused, or what was passed over.
 struct ReadReport
 {
     bool refused = false;
-    /// Why, in a few words without a full stop. For a file that can't be opened or read, what the system says.
+    /// Why, in a few words without a full stop. For a file that can't be opened or read, the text of errno.
     std::string reason;
     TextPlace place;                    ///< Of what the reason names: 0 and 0 if the file as a whole is meant.
     std::string line;                   ///< The refused line, without its end; empty without a place.

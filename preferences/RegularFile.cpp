@@ -13,11 +13,11 @@
 namespace
 {
 
-/// A file says how long it is, but may have holes: beyond this the text grows as it is read.
-constexpr size_t mostReserved = 1 << 26;
+/// A file's length is no measure of what it holds, as it may have holes: beyond this the text grows as it is read.
+constexpr size_t maxReserved = 1 << 26;
 
-/// What may be put behind the bytes without another allocation.
-constexpr size_t spare = 16;
+/// Room for what the parser's padding adds, without another allocation.
+constexpr size_t spareBytes = 16;
 
 bool isRegular(int descriptor, struct stat& status)
 {
@@ -27,8 +27,8 @@ bool isRegular(int descriptor, struct stat& status)
     return S_ISREG(status.st_mode);
 }
 
-/// Without blocking nothing is waited for: a pipe would wait for somebody to write. But a file under a lease can be
-/// opened only by waiting, and is, once it is held by a descriptor that nobody can put a pipe under.
+/// Opens without blocking, as a pipe would wait for a writer. A file under a lease can be opened only by waiting: it is
+/// opened again through a descriptor, behind which nobody can put a pipe in its place.
 Descriptor openRegularFile(const char* path, struct stat& status)
 {
     Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
@@ -54,7 +54,7 @@ std::optional<std::string> ostrivane::readRegularFile(const std::string& path)
     if (!file)
         return std::nullopt;
     std::string text;
-    text.reserve(std::min(static_cast<size_t>(status.st_size) + spare, mostReserved));
+    text.reserve(std::min(static_cast<size_t>(status.st_size) + spareBytes, maxReserved));
     char block[1 << 16];
     while (true)
     {

@@ -6,16 +6,16 @@
 namespace
 {
 
-constexpr size_t longestName = 40;
+constexpr size_t maxNameLength = 40;
 
 /// The first line of it, cut where that gets long.
 std::string shortened(std::string_view name)
 {
     const std::string_view line = name.substr(0, name.find('\n'));
-    if (line.size() <= longestName)
+    if (line.size() <= maxNameLength)
         return std::string(line);
-    size_t end = longestName; // not inside a character, if it is UTF-8
-    while (end > longestName - 3 && (line[end] & 0xC0) == 0x80)
+    size_t end = maxNameLength; // not inside a character, if it is UTF-8
+    while (end > maxNameLength - 3 && (line[end] & 0xC0) == 0x80)
         --end;
     return std::string(line.substr(0, end)) + "...";
 }
@@ -74,28 +74,28 @@ void ReportWriter::refuse(const char* at, const char* before, std::string_view n
     report->line.assign(line, strcspn(line, "\n"));
 }
 
-void ReportWriter::pass(Loss kind, const char* at, std::string_view name)
+void ReportWriter::passOver(Loss kind, const char* at, std::string_view name)
 {
     if (report)
-        noted.push_back({at, {kind, {}, shortened(name)}});
+        notes.push_back({at, {kind, {}, shortened(name)}});
 }
 
-void ReportWriter::backTo(size_t count)
+void ReportWriter::forgetNotesAfter(size_t count)
 {
-    noted.erase(noted.begin() + static_cast<std::ptrdiff_t>(count), noted.end());
+    notes.erase(notes.begin() + static_cast<std::ptrdiff_t>(count), notes.end());
 }
 
 void ReportWriter::finish()
 {
-    std::stable_sort(noted.begin(), noted.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    for (auto& [at, passed] : noted)
+    std::stable_sort(notes.begin(), notes.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (auto& [at, passed] : notes)
     {
         passed.place = placeOf(at);
         report->passedOver.push_back(std::move(passed));
     }
 }
 
-/// Not before the last place that was asked for.
+/// Counts on from the place of the last call, so `at` does not lie before that.
 TextPlace ReportWriter::placeOf(const char* at)
 {
     for (; counted < at; ++counted)

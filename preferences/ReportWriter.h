@@ -10,7 +10,9 @@
 inline namespace ostrivane
 {
 
-/// Fills in a report on the reading of one text, if there is one to fill in: else nothing costs more than a look.
+/// Fills in the report on the parsing of one text. Does nothing if no report is wanted.
+///
+/// Used by one thread.
 class ReportWriter
 {
 public:
@@ -23,20 +25,20 @@ public:
     void refuse(const char* at, const char* before, std::string_view name = {}, const char* after = "");
 
     /// Notes what is passed over. The name is cut short.
-    void pass(Loss kind, const char* at, std::string_view name);
+    void passOver(Loss kind, const char* at, std::string_view name);
 
-    /// How many things have been noted, and the way back there.
-    size_t count() const { return noted.size(); }
-    void backTo(size_t count);
+    size_t noteCount() const { return notes.size(); }
+    /// Keeps the first `count` notes.
+    void forgetNotesAfter(size_t count);
 
-    /// Puts what was noted into the report, in the order of the text. Called once, if the text is accepted.
+    /// Puts the notes into the report, in the order of the text. Called once, if the text is accepted.
     void finish();
 
 private:
     TextPlace placeOf(const char* at);
 
     ReadReport* const report;
-    std::vector<std::pair<const char*, PassedOver>> noted;
+    std::vector<std::pair<const char*, PassedOver>> notes;
     const char* counted; ///< Up to here the lines are counted.
     const char* line;    ///< Where the last of them begins.
     size_t lines = 1;

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <thread>
 
-#include "preferences/HeldSignals.h"
+#include "preferences/BlockedSignals.h"
 #include "preferences/SharedPreferenceMutex.h"
 
 namespace
@@ -13,22 +13,22 @@ namespace
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// How long one waits at a segment before looking whether another has taken its place: the wait for a mutex whose
-/// holder died would otherwise outlast the daemon's restart.
-constexpr milliseconds slice(200);
+/// How long to wait for one segment's mutex before looking whether another segment has taken its place: the wait for a
+/// mutex whose holder died would otherwise outlast the daemon's restart.
+constexpr milliseconds maxSlice(200);
 
-/// How long a creator may take from making the name to having made the mutex, and how often one looks.
-constexpr milliseconds creation(500);
-constexpr milliseconds creationSlice(10);
+/// How long a creator may take from making the name to making the mutex, and how often to look.
+constexpr milliseconds maxCreationTime(500);
+constexpr milliseconds creationPollInterval(10);
 
 }
 
 SharedPreferenceLock::SharedPreferenceLock(Time deadline)
 {
-    const Time creationEnd = steady_clock::now() + creation;
-    std::optional<Outcome> result = attempt(deadline, creationEnd);
+    const Time creationDeadline = steady_clock::now() + maxCreationTime;
+    std::optional<Outcome> result = attempt(deadline, creationDeadline);
     while (!result && steady_clock::now() < deadline)
-        result = attempt(deadline, creationEnd);
+        result = attempt(deadline, creationDeadline);
     outcome = result.value_or(TimedOut);
 }
 
@@ -38,8 +38,8 @@ SharedPreferenceLock::~SharedPreferenceLock()
         mutex->unlock();
 }
 
-/// Nothing if it is worth another attempt.
-std::optional<SharedPreferenceLock::Outcome> SharedPreferenceLock::attempt(Time deadline, Time creationEnd)
+/// Empty if another attempt is worth making.
+std::optional<SharedPreferenceLock::Outcome> SharedPreferenceLock::attempt(Time deadline, Time creationDeadline)
 {
     auto attached = std::make_unique<SharedPreferenceMutex>();
     errno = 0;
@@ -48,13 +48,13 @@ std::optional<SharedPreferenceLock::Outcome> SharedPreferenceLock::attempt(Time 
         return errno == ENOENT ? NoSegment : Unusable;
     if (!open || !attached->isReady()) // too small yet, or no mutex in it
     {
-        if (steady_clock::now() >= creationEnd)
+        if (steady_clock::now() >= creationDeadline)
             return Unusable;
-        std::this_thread::sleep_for(creationSlice);
+        std::this_thread::sleep_for(creationPollInterval);
         return std::nullopt;
     }
-    auto held = std::make_unique<HeldSignals>(); // for a slice, so that a signal can end the wait
-    if (!attached->lockUntil(std::min(deadline, steady_clock::now() + slice)))
+    auto blocked = std::make_unique<BlockedSignals>(); // for one slice, so that a signal can end the wait
+    if (!attached->lockUntil(std::min(deadline, steady_clock::now() + maxSlice)))
     {
         holder = attached->holder();
         return std::nullopt;
@@ -65,6 +65,6 @@ std::optional<SharedPreferenceLock::Outcome> SharedPreferenceLock::attempt(Time 
         return std::nullopt;
     }
     mutex = std::move(attached);
-    signals = std::move(held);
+    blockedSignals = std::move(blocked);
     return Held;
 }

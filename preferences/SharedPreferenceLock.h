@@ -9,16 +9,18 @@
 inline namespace ostrivane
 {
 
-class HeldSignals;
+class BlockedSignals;
 class SharedPreferenceMutex;
 
-/// Holds the machine's shared mutex from construction to destruction, so that meanwhile no card saves, nor a program
-/// that keeps to the mutex. What is read, changed and written in between undoes nobody's save.
+/// Holds the machine's shared mutex from construction to destruction. Meanwhile no card saves, nor any program that
+/// takes the mutex, so a file that is read, changed and written meanwhile loses nobody's save.
 ///
-/// Attaches anew each time: a daemon that is started anew makes another segment, also during the wait, and the old one
-/// then excludes nobody. For the one thread that makes it, which also destroys it. Hold it for moments: every card's
-/// save waits. A process that dies holding it leaves it locked until the daemon is started anew, so this thread's
-/// signals wait meanwhile; in a program of several threads the others block them themselves.
+/// Belongs to the thread that makes it, which also destroys it. Hold it for moments: every card's save waits. A process
+/// that dies holding it leaves it locked until the daemon is restarted, so this thread's signals are blocked meanwhile;
+/// in a program of several threads the others block them themselves.
+///
+/// Each one attaches anew: a daemon that is restarted, also during the wait, makes another segment, and the old one
+/// then excludes nobody.
 class SharedPreferenceLock
 {
 public:
@@ -27,10 +29,10 @@ public:
         Held,
         NoSegment, ///< No daemon runs, so no card saves: nothing is held, and none is made.
         TimedOut,  ///< The deadline came first.
-        Unusable   ///< This user may not open the segment, or what stands at its name is none half a second later.
+        Unusable   ///< This user may not open the segment, or half a second later there is still no mutex in it.
     };
 
-    /// Waits until the deadline at the most; with one that is over, takes the mutex only if it is free. Throws
+    /// Waits until the deadline at most; with one that has passed, takes the mutex only if it is free. Throws
     /// std::bad_alloc, holding nothing.
     explicit SharedPreferenceLock(std::chrono::steady_clock::time_point deadline);
     SharedPreferenceLock(const SharedPreferenceLock&) = delete;
@@ -48,10 +50,10 @@ public:
 private:
     using Time = std::chrono::steady_clock::time_point;
 
-    std::optional<Outcome> attempt(Time deadline, Time creationEnd);
+    std::optional<Outcome> attempt(Time deadline, Time creationDeadline);
 
-    std::unique_ptr<HeldSignals> signals;         ///< Let go behind the mutex.
-    std::unique_ptr<SharedPreferenceMutex> mutex; ///< Set while it is held.
+    std::unique_ptr<BlockedSignals> blockedSignals; ///< Unblocked after the mutex is unlocked.
+    std::unique_ptr<SharedPreferenceMutex> mutex;   ///< Set while it is held.
 };
 
 }

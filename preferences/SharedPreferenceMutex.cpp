@@ -22,15 +22,15 @@ namespace
 constexpr size_t segmentSize = 40;
 static_assert(sizeof(pthread_mutex_t) == segmentSize, "the segment's format is that of x86-64 Linux");
 
-/// How often a creator takes the name away from others that make it at the same time, before it gives up.
-constexpr int creationRounds = 16;
+/// How often a creator removes the name that others make at the same time, before it gives up.
+constexpr int maxCreationRounds = 16;
 
-constexpr mode_t openToAll = 0666;
+constexpr mode_t allowAll = 0666;
 
-/// What a process-shared, recursive mutex has for its kind, if it is neither robust nor of a protocol.
+/// The kind that the threads library gives a mutex that is recursive and process-shared and nothing else.
 constexpr int sharedRecursiveKind = PTHREAD_MUTEX_RECURSIVE | 128;
 
-/// True if the mutex is locked before that time of the monotonic clock.
+/// Waits until that time of the monotonic clock at most. True if the mutex is locked.
 bool lockWithClock(pthread_mutex_t* mutex, const timespec& end)
 {
 #ifdef TELLS_THREAD_SANITIZER // which does not know this call, and would take the unlock for one too many
@@ -43,8 +43,8 @@ bool lockWithClock(pthread_mutex_t* mutex, const timespec& end)
 #endif
 }
 
-/// Without memory behind the segment the first touch would end this process by SIGBUS, and any user can fill the file
-/// system.
+/// Gives the segment memory: without it the first access would end this process by SIGBUS, and any user can fill the
+/// file system.
 bool allocate(int fd)
 {
     int error = EINTR;
@@ -82,7 +82,7 @@ bool SharedPreferenceMutex::open(bool create)
     segment = nullptr;
     close(fd);
     if (create)
-        shm_unlink(name); // nobody could use what this creator has made there, unless another one has replaced it since
+        shm_unlink(name); // nobody can use what was made there
     return false;
 }
 
@@ -130,13 +130,13 @@ pid_t SharedPreferenceMutex::holder() const
 bool SharedPreferenceMutex::openDescriptor(bool create)
 {
     const int flags = create ? O_RDWR | O_CREAT | O_EXCL : O_RDWR;
-    fd = shm_open(name, flags, openToAll);
+    fd = shm_open(name, flags, allowAll);
     // An existing name is left over from a run that did not stop cleanly: its mutex may be locked for good.
-    for (int round = 0; fd < 0 && errno == EEXIST && round < creationRounds; ++round)
+    for (int round = 0; fd < 0 && errno == EEXIST && round < maxCreationRounds; ++round)
     {
         if (shm_unlink(name) != 0 && errno != ENOENT)
             return false;
-        fd = shm_open(name, flags, openToAll);
+        fd = shm_open(name, flags, allowAll);
     }
     return fd >= 0;
 }

@@ -6,7 +6,7 @@ build_packages=(g++ cmake ninja-build pkg-config libboost-dev libboost-filesyste
     libcli11-dev nlohmann-json3-dev systemtap-sdt-dev)
 demo_packages=(socat)
 test_packages=(libgtest-dev strace)
-check_packages=(clang clang-format clang-tidy libclang-rt-dev mandoc systemd)
+check_packages=(clang clang-format clang-tidy libc++-dev libc++abi-dev libclang-rt-dev mandoc systemd)
 package_packages=(build-essential debhelper fakeroot lintian)
 benchmark_packages=(libbenchmark-dev gnuplot-nox)
 

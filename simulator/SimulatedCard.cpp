@@ -37,8 +37,8 @@ ResultCode SimulatedCard::query(const char* face, InterfaceId iid, void** out)
         if (row.iid != iid)
             continue;
         const ResultCode result = called(face, "QueryInterface", row.interface);
-        const std::string place = std::string(row.interface) + "@" + face;
-        if (!row.face || record->faults.isAbsent(row.interface) || record->faults.isAbsent(place))
+        const std::string interfacePlace = std::string(row.interface) + "@" + face;
+        if (!row.face || record->faults.isAbsent(row.interface) || record->faults.isAbsent(interfacePlace))
             return E_NOINTERFACE;
         if (result != S_OK)
             return result;
@@ -92,22 +92,22 @@ ResultCode SimulatedCard::persist(const char* face)
     return S_OK;
 }
 
-ResultCode SimulatedCard::Attributes::GetInt(uint32_t id, int64_t* value)
+ResultCode SimulatedCard::Attributes::GetInt(uint32_t code, int64_t* value)
 {
-    const ResultCode result = object.called(face, "GetInt", codeText(id));
+    const ResultCode result = object.called(face, "GetInt", codeText(code));
     if (result != S_OK)
         return result;
     if (!object.place)
         return E_FAIL; // a plain card has none of the attributes that are asked for
-    const std::pair<uint32_t, int64_t> attributes[] = {{Attribute::dgid, object.place->group},
-                                                       {Attribute::nsbd, object.place->of},
-                                                       {Attribute::subi, object.place->order},
-                                                       {Attribute::peid, object.place->peer}};
-    for (const auto& [attribute, present] : attributes)
+    const std::pair<uint32_t, int64_t> held[] = {{Attribute::dgid, object.place->group},
+                                                 {Attribute::nsbd, object.place->of},
+                                                 {Attribute::subi, object.place->order},
+                                                 {Attribute::peid, object.place->peer}};
+    for (const auto& [attribute, number] : held)
     {
-        if (attribute != id)
+        if (attribute != code)
             continue;
-        *value = present;
+        *value = number;
         return S_OK;
     }
     return E_FAIL;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "deviceapi/TessarigAPI.h"
+#include "device/DeviceAttribute.h"
 
 /// Gives itself for one id, with the result code that it is told.
 struct Counted final : ITessarig
