@@ -3,9 +3,7 @@
 #include "deviceapi/TessarigAPI.h"
 
 /// A device that costs next to nothing: it counts no references, notes no call and has nothing to save, so that what is
-/// measured is the system's part. Outlives whoever listens to it. All interfaces are faces of the one object.
-///
-/// Safe from any thread.
+/// measured is the daemon's part. Safe from any thread. Outlives whoever listens to it.
 class BareDevice : public ITessarig,
                    public ITessarigAttributes,
                    public ITessarigHardwareState,
@@ -46,23 +44,6 @@ public:
     ResultCode Post(uint32_t, int64_t, int64_t) override { return S_OK; }
     ResultCode Subscribe(uint32_t, ITessarigNotificationCallback*) override { return S_OK; }
     ResultCode Unsubscribe(uint32_t, ITessarigNotificationCallback*) override { return S_OK; }
-
-    void position3() override {}
-    void position4() override {}
-    void position5() override {}
-    void position6() override {}
-    void position7() override {}
-    void position8() override {}
-    void position9() override {}
-    void position10() override {}
-    void position11() override {}
-    void position12() override {}
-    void position13() override {}
-    void position14() override {}
-    void position15() override {}
-    void position16() override {}
-    void position17() override {}
-    void position18() override {}
 
 protected:
     ~BareDevice() = default;

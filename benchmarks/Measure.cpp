@@ -19,16 +19,7 @@ std::string formatted(const char* format, double value)
 
 std::string goalText(const Goal& goal)
 {
-    switch (goal.kind)
-    {
-    case Goal::AtMost:
-        return "<= " + formatted("%.2f", goal.ratio);
-    case Goal::AtLeast:
-        return ">= " + formatted("%.2f", goal.ratio);
-    case Goal::None:
-        break;
-    }
-    return "-";
+    return (goal.kind == Goal::AtMost ? "<= " : ">= ") + formatted("%.2f", goal.ratio);
 }
 
 bool isMet(const Goal& goal, double ratio)
@@ -66,12 +57,12 @@ void require(bool holds, const std::string& what)
         throw std::runtime_error(what);
 }
 
-void alternate(int rounds, const std::function<void()>& ours, const std::function<void()>& floor)
+void alternate(int rounds, const std::function<void()>& ours, const std::function<void()>& baseline)
 {
     for (int round = 0; round < rounds; ++round)
     {
-        (round % 2 == 0 ? ours : floor)();
-        (round % 2 == 0 ? floor : ours)();
+        (round % 2 == 0 ? ours : baseline)();
+        (round % 2 == 0 ? baseline : ours)();
     }
 }
 
@@ -105,23 +96,20 @@ Report::Report(int argc, char* argv[])
     }
 }
 
-void Report::compare(const std::string& measure, double ours, double floor, Unit unit, Goal goal) const
+void Report::compare(const std::string& measure, double ours, double baseline, Unit unit, Goal goal) const
 {
-    require(floor > 0, measure + ": the floor is not above 0");
-    const double ratio = ours / floor;
-    const std::string met = isShort || goal.kind == Goal::None ? "-" : isMet(goal, ratio) ? "met" : "missed";
-    printf("%s\t%s\t%s\t%.2f\t%s\t%s\n", measure.c_str(), textOf(ours, unit).c_str(), textOf(floor, unit).c_str(),
-           ratio, goalText(goal).c_str(), met.c_str());
-    fflush(stdout);
+    require(baseline > 0, measure + ": the baseline is not above 0");
+    const double ratio = ours / baseline;
+    row(measure, textOf(ours, unit), textOf(baseline, unit), formatted("%.2f", ratio), goalText(goal),
+        isMet(goal, ratio));
 }
 
-void Report::row(const std::string& measure, const std::string& ours, const std::string& floor,
+void Report::row(const std::string& measure, const std::string& ours, const std::string& baseline,
                  const std::string& ratio, const std::string& goal, bool met) const
 {
-    printf("%s\t%s\t%s\t%s\t%s\t%s\n", measure.c_str(), ours.c_str(), floor.c_str(), ratio.c_str(), goal.c_str(),
-           isShort ? "-"
-           : met   ? "met"
-                   : "missed");
+    const char* judgement = isShort ? "-" : met ? "met" : "missed";
+    printf("%s\t%s\t%s\t%s\t%s\t%s\n", measure.c_str(), ours.c_str(), baseline.c_str(), ratio.c_str(), goal.c_str(),
+           judgement);
     fflush(stdout);
 }
 

@@ -23,7 +23,7 @@ double median(const Samples& samples);
 void require(bool holds, const std::string& what);
 
 /// Calls both in each round and changes who is first, so that what disturbs the machine disturbs both.
-void alternate(int rounds, const std::function<void()>& ours, const std::function<void()>& floor);
+void alternate(int rounds, const std::function<void()>& ours, const std::function<void()>& baseline);
 
 enum class Unit
 {
@@ -40,12 +40,11 @@ struct Goal
     enum Kind
     {
         AtMost,
-        AtLeast,
-        None
+        AtLeast
     };
 
-    Kind kind = None;
-    double ratio = 0;
+    Kind kind;
+    double ratio;
 };
 
 /// What a benchmark program is told, and where it leaves its results: rows on standard output, its fields parted by
@@ -64,9 +63,9 @@ public:
     }
 
     /// Judges the ratio, but not in a short round.
-    void compare(const std::string& measure, double ours, double floor, Unit unit, Goal goal) const;
+    void compare(const std::string& measure, double ours, double baseline, Unit unit, Goal goal) const;
     /// For what is not a matter of a ratio.
-    void row(const std::string& measure, const std::string& ours, const std::string& floor, const std::string& ratio,
+    void row(const std::string& measure, const std::string& ours, const std::string& baseline, const std::string& ratio,
              const std::string& goal, bool met) const;
 
     /// Columns of numbers for a plot; nothing without a folder.

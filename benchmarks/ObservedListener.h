@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <list>
+#include <memory>
 #include <semaphore>
 
 #include "benchmarks/BareDevice.h"
@@ -71,29 +72,24 @@ public:
     {
         for (int i = 0; i < count; ++i)
         {
-            ObservedListener*& self = listeners.emplace_back();
-            self = new ObservedListener(mutex,
-                                        [this, &self, persist]
-                                        {
-                                            persist();
-                                            if (running)
-                                                self->change();
-                                        });
+            std::unique_ptr<ObservedListener>& self = listeners.emplace_back();
+            self = std::make_unique<ObservedListener>(mutex,
+                                                      [this, &self, persist]
+                                                      {
+                                                          persist();
+                                                          if (running)
+                                                              self->change();
+                                                      });
             self->change();
         }
     }
 
-    ~BusyListeners()
-    {
-        running = false;
-        for (ObservedListener* listener : listeners)
-            delete listener;
-    }
+    ~BusyListeners() { running = false; }
 
     BusyListeners(const BusyListeners&) = delete;
     BusyListeners& operator=(const BusyListeners&) = delete;
 
 private:
     std::atomic<bool> running = true;
-    std::list<ObservedListener*> listeners; ///< Each is known to its own device.
+    std::list<std::unique_ptr<ObservedListener>> listeners; ///< Each is known to its own device.
 };

@@ -2,9 +2,9 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "benchmarks/Measure.h"
+#include "testing/Files.h"
 
 namespace
 {
@@ -47,8 +47,7 @@ void writeUnmigrated(const std::string& path, int cards)
 
 bool isMigrated(const std::string& path)
 {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str().find("<group") != std::string::npos && text.str().find("IPv4\"") == std::string::npos &&
-           text.str().find("Port\"") == std::string::npos;
+    const std::string text = contents(path);
+    return text.find("<group") != std::string::npos && text.find("IPv4\"") == std::string::npos &&
+           text.find("Port\"") == std::string::npos;
 }

@@ -27,7 +27,6 @@ public:
     int64_t AddRef() override { return 1; }
     int64_t Release() override { return 1; }
 
-    void position3() override {}
     ResultCode GetInt(uint32_t, int64_t*) override { return S_OK; }
 
     ResultCode InstallDeviceNotifications(ITessarigDeviceNotificationCallback* callback) override

@@ -1,15 +1,17 @@
 #include <dlfcn.h>
-#include <unistd.h>
+#include <pthread.h>
+#include <syslog.h>
 
 #include <condition_variable>
+#include <csignal>
 #include <cstdlib>
 #include <list>
 #include <mutex>
 #include <thread>
 
-// The floor of a process: links the libraries that the daemon links, opens the device library that lies beside it if
-// there is one, and does nothing. With a number it holds so many waiting threads, says so by a byte on standard output,
-// and ends when its standard input does.
+// The baseline of a process: links the libraries that the daemon links, opens the device library that lies beside it if
+// there is one, and does nothing. With a number it holds so many waiting threads, says on syslog that it is ready, and
+// ends at SIGTERM.
 
 namespace
 {
@@ -26,8 +28,12 @@ void openLibrary()
         static_cast<void>(factory());
 }
 
-bool hold(int count)
+void hold(int count)
 {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::mutex mutex;
     std::condition_variable wakeup;
     bool running = true;
@@ -39,10 +45,9 @@ bool hold(int count)
                 std::unique_lock lock(mutex);
                 wakeup.wait(lock, [&] { return !running; });
             });
-    char byte = '\n';
-    const bool said = write(STDOUT_FILENO, &byte, 1) == 1;
-    while (said && read(STDIN_FILENO, &byte, 1) > 0)
-        continue;
+    syslog(LOG_INFO, "ready");
+    int signal = 0;
+    sigwait(&signals, &signal);
     {
         const std::lock_guard lock(mutex);
         running = false;
@@ -50,7 +55,6 @@ bool hold(int count)
     }
     for (std::thread& thread : threads)
         thread.join();
-    return said;
 }
 
 }
@@ -58,5 +62,7 @@ bool hold(int count)
 int main(int argc, char* argv[])
 {
     openLibrary();
-    return argc < 2 || hold(atoi(argv[1])) ? 0 : 1;
+    if (argc > 1)
+        hold(atoi(argv[1]));
+    return 0;
 }

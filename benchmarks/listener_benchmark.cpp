@@ -1,30 +1,28 @@
 #include <algorithm>
 #include <condition_variable>
-#include <cstdlib>
 #include <mutex>
 #include <thread>
 #include <utility>
 
 #include "benchmarks/ObservedListener.h"
+#include "testing/PrivateMachine.h"
 
 // What a change of a setting costs: the way from the library's call to the save, the time that the call keeps the
-// library's thread, and the saves that a burst of changes leads to. On a machine of its own, as it makes the segment.
+// library's thread, and the saves that a burst of changes leads to. On a private machine, as it makes the segment.
 
 namespace
 {
 
 using namespace std::chrono_literals;
 
-constexpr auto settleTime = 500us;
-
 /// Long enough for a worker to wait again after its save.
 constexpr auto pause = 1ms;
 
-/// The floor: a thread that waits on a condition variable and does its work when it is woken.
+/// The baseline: a thread that waits on a condition variable and does its work when it is woken.
 class WaitingThread
 {
 public:
-    explicit WaitingThread(std::function<void()> work) : work(std::move(work)), thread([this] { run(); }) {}
+    explicit WaitingThread(std::function<void()> whenWoken) : work(std::move(whenWoken)), thread([this] { run(); }) {}
 
     ~WaitingThread()
     {
@@ -100,24 +98,24 @@ void sample(Times& times, Begun& begun, const std::function<void()>& call)
 struct Pair
 {
     Times ours;
-    Times floor;
+    Times baseline;
 };
 
 Pair wakeInTurn(SharedPreferenceMutex& mutex, int rounds)
 {
     Begun oursBegun;
-    Begun floorBegun;
+    Begun baselineBegun;
     ObservedListener listener(mutex, [&] { oursBegun(); });
     WaitingThread waiting(
         [&]
         {
-            std::this_thread::sleep_for(settleTime);
-            floorBegun();
+            std::this_thread::sleep_for(PreferenceChangeListener::settleTime);
+            baselineBegun();
         });
     Pair times;
     alternate(
         rounds, [&] { sample(times.ours, oursBegun, [&] { listener.change(); }); },
-        [&] { sample(times.floor, floorBegun, [&] { waiting.wake(); }); });
+        [&] { sample(times.baseline, baselineBegun, [&] { waiting.wake(); }); });
     return times;
 }
 
@@ -132,15 +130,13 @@ void distribution(const Report& report, const std::string& file, const Samples& 
 void measureIdle(const Report& report, SharedPreferenceMutex& mutex)
 {
     const Pair saves = wakeInTurn(mutex, report.rounds(100, 5));
-    report.compare("Notify to save, idle: median", median(saves.ours.untilWork), median(saves.floor.untilWork),
+    report.compare("Notify to save, idle: median", median(saves.ours.untilWork), median(saves.baseline.untilWork),
                    Unit::Time, {Goal::AtMost, 1.05});
-    report.compare("Notify to save, idle: 99th", percentile(saves.ours.untilWork, 99),
-                   percentile(saves.floor.untilWork, 99), Unit::Time, {});
     distribution(report, "latency-ours.txt", saves.ours.untilWork);
-    distribution(report, "latency-floor.txt", saves.floor.untilWork);
+    distribution(report, "latency-baseline.txt", saves.baseline.untilWork);
 
     const Pair calls = wakeInTurn(mutex, report.rounds(1000, 5));
-    report.compare("Notify keeps the library, idle: median", median(calls.ours.call), median(calls.floor.call),
+    report.compare("Notify keeps the library, idle: median", median(calls.ours.call), median(calls.baseline.call),
                    Unit::Time, {Goal::AtMost, 1.10});
 }
 
@@ -151,14 +147,14 @@ void measureBusy(const Report& report, SharedPreferenceMutex& mutex)
     const BusyListeners busy(mutex, report.rounds(200, 20), [] { std::this_thread::sleep_for(200us); });
     SharedPreferenceMutex unopened;
     Samples ours;
-    Samples floor;
+    Samples baseline;
     for (int i = 0; i < report.rounds(20, 1); ++i)
     {
         const Pair calls = wakeInTurn(unopened, report.rounds(100, 5));
         ours.push_back(percentile(calls.ours.call, 99));
-        floor.push_back(percentile(calls.floor.call, 99));
+        baseline.push_back(percentile(calls.baseline.call, 99));
     }
-    report.compare("Notify keeps the library, 200 save: 99th", median(ours), median(floor), Unit::Time,
+    report.compare("Notify keeps the library, 200 save: 99th", median(ours), median(baseline), Unit::Time,
                    {Goal::AtMost, 1.10});
 }
 
@@ -180,7 +176,8 @@ Burst burstOf(int changes, SharedPreferenceMutex& mutex)
                 listener.change();
         });
     Burst burst;
-    burst.allowed = 2 + static_cast<int>(seconds / std::chrono::duration<double>(settleTime).count());
+    burst.allowed =
+        2 + static_cast<int>(seconds / std::chrono::duration<double>(PreferenceChangeListener::settleTime).count());
     while (burst.saves == 0 || burst.saves != saves)
     {
         burst.saves = saves;
@@ -210,7 +207,7 @@ void measureBursts(const Report& report, SharedPreferenceMutex& mutex)
 
 void measureAll(const Report& report)
 {
-    require(getenv("OSTRIVANE_PRIVATE_MACHINE"), "not on a machine of its own");
+    requirePrivateMachine();
     SharedPreferenceMutex mutex;
     require(mutex.open(true), "opening the shared mutex");
     measureIdle(report, mutex);

@@ -1,14 +1,14 @@
 #include <pthread.h>
 #include <sys/mman.h>
 
-#include <cstdlib>
 #include <list>
 #include <mutex>
 #include <thread>
 
 #include "benchmarks/ObservedListener.h"
+#include "testing/PrivateMachine.h"
 
-// How many saves a second go through the one mutex, when so many devices never stop to change. On a machine of its own,
+// How many saves a second go through the one mutex, when so many devices never stop to change. On a private machine,
 // as it makes the segment.
 
 namespace
@@ -16,7 +16,6 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr auto settleTime = 500us;
 constexpr auto holdTime = 200us;
 
 /// Works for the time that a save takes.
@@ -95,7 +94,7 @@ double rateOfThreads(int count, Clock::duration window)
             {
                 while (running)
                 {
-                    std::this_thread::sleep_for(settleTime);
+                    std::this_thread::sleep_for(PreferenceChangeListener::settleTime);
                     const std::lock_guard lock(mutex);
                     hold();
                     ++saves;
@@ -110,7 +109,7 @@ double rateOfThreads(int count, Clock::duration window)
 
 void measureAll(const Report& report)
 {
-    require(getenv("OSTRIVANE_PRIVATE_MACHINE"), "not on a machine of its own");
+    requirePrivateMachine();
     SharedPreferenceMutex mutex;
     require(mutex.open(true), "opening the shared mutex");
     const Clock::duration window = report.rounds(500ms, 50ms);
@@ -118,13 +117,13 @@ void measureAll(const Report& report)
     for (const int devices : {1, 16, 200})
     {
         Samples ours;
-        Samples floor;
+        Samples baseline;
         alternate(
             report.rounds(6, 1), [&] { ours.push_back(rateOfListeners(mutex, devices, window)); },
-            [&] { floor.push_back(rateOfThreads(devices, window)); });
+            [&] { baseline.push_back(rateOfThreads(devices, window)); });
         report.compare("Saves through the mutex, devices at once: " + std::to_string(devices), median(ours),
-                       median(floor), Unit::Rate, {Goal::AtLeast, 0.95});
-        plot.push_back({static_cast<double>(devices), median(ours), median(floor)});
+                       median(baseline), Unit::Rate, {Goal::AtLeast, 0.95});
+        plot.push_back({static_cast<double>(devices), median(ours), median(baseline)});
     }
     report.data("mutex.txt", plot);
 }

@@ -11,6 +11,7 @@
 
 #include <tinyxml.h>
 
+#include "preferences/Owner.h"
 #include "preferences/PreferenceIO.h"
 #include "preferences/PreferenceStore.h"
 
@@ -39,11 +40,9 @@ inline void onDeepStack(const std::function<void()>& work)
 inline std::unique_ptr<TiXmlDocument> parserDocument(const std::string& bytes)
 {
     std::string text = bytes.substr(0, bytes.find('\0')) + "\n\n\n";
-    FILE* file = fmemopen(text.data(), text.size(), "rb");
+    const Stream file(fmemopen(text.data(), text.size(), "rb"));
     auto document = std::make_unique<TiXmlDocument>();
-    const bool loaded = document->LoadFile(file);
-    fclose(file);
-    return loaded ? std::move(document) : nullptr;
+    return document->LoadFile(file.get()) ? std::move(document) : nullptr;
 }
 
 /// True if the document is that of a preference file; then the table of the store is what it says.
@@ -105,9 +104,7 @@ inline std::string printedByParser(const PreferenceTable& table)
     }
     char* bytes = nullptr;
     size_t size = 0;
-    FILE* stream = open_memstream(&bytes, &size);
-    document.SaveFile(stream);
-    fclose(stream);
+    document.SaveFile(Stream(open_memstream(&bytes, &size)).get()); // which is closed behind it
     std::string text(bytes, size);
     free(bytes);
     return text;

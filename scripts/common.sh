@@ -8,7 +8,7 @@ demo_packages=(socat)
 test_packages=(libgtest-dev strace)
 check_packages=(clang clang-format clang-tidy libc++-dev libc++abi-dev libclang-rt-dev mandoc systemd)
 package_packages=(build-essential debhelper fakeroot lintian)
-benchmark_packages=(libbenchmark-dev gnuplot-nox)
+benchmark_packages=(gnuplot-nox)
 
 # Installs those of Debian's packages that are missing, through sudo where that is needed.
 install_packages() {

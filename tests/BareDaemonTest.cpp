@@ -1,8 +1,8 @@
 #include <sys/resource.h>
 
 #include <cstring>
-#include <utility>
 
+#include "testing/ProcessCounters.h"
 #include "tests/DaemonTest.h"
 #include "tests/Traced.h"
 
@@ -74,19 +74,6 @@ TEST_F(BareDaemonTest, GoesOnWhereAnotherCallFails)
     }
 }
 
-/// A number in the status files of the process's threads, summed up.
-static long sumOf(const char* name, pid_t process)
-{
-    long sum = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task"))
-    {
-        const std::string status = contents(task.path() / "status");
-        for (size_t at = 0; (at = status.find(name, at)) != std::string::npos;)
-            sum += std::stol(status.substr(at += strlen(name)));
-    }
-    return sum;
-}
-
 TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
 {
     Child daemon = run({"-n"});
@@ -96,15 +83,9 @@ TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
         EXPECT_EQ(say("plug " + id), "ok");
         ASSERT_TRUE(waitFor([&] { return say("calls " + id).ends_with("Subscribe setd"); }));
     }
-    // The thread of the last steering connection ends first; then nothing has a reason to run.
-    long settled = 0;
-    const auto moved = [&]
-    {
-        const long switches = sumOf("ctxt_switches:", daemon.pid);
-        return std::exchange(settled, switches) != switches;
-    };
-    ASSERT_TRUE(waitFor([&] { return !waitFor(moved, std::chrono::milliseconds(50)); }));
-    EXPECT_FALSE(waitFor(moved, std::chrono::seconds(2)));
+    ASSERT_TRUE(awaitIdle(daemon.pid, 4));
+    const long settled = contextSwitches(daemon.pid);
+    EXPECT_FALSE(waitFor([&] { return contextSwitches(daemon.pid) != settled; }, std::chrono::seconds(2)));
     EXPECT_EQ(daemon.stop(), 0);
 }
 
@@ -118,7 +99,9 @@ TEST_F(BareDaemonTest, GivesTheMemoryOfALargeFileBack)
     file << "</card></QuillstonePreferences>" << std::flush;
     Child daemon = run({"-n"});
     ASSERT_EQ(syslog.take(1), Lines{listeningLine});
-    EXPECT_LT(sumOf("VmRSS:", daemon.pid), 1) << "kB";
+    const std::string status = contents("/proc/" + std::to_string(daemon.pid) + "/status");
+    const size_t resident = status.find("VmRSS:");
+    EXPECT_LT(std::stol(status.substr(resident + strlen("VmRSS:"))), 1) << "kB";
     EXPECT_EQ(daemon.stop(), 0);
     std::filesystem::remove_all("/etc/quillstone");
 }

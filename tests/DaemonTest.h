@@ -1,9 +1,15 @@
 #pragma once
 
+#include <fcntl.h>
+
 #include <gtest/gtest.h>
 
 #include "simulator/SteeringClient.h"
-#include "tests/TestMachine.h"
+#include "testing/Child.h"
+#include "testing/PrivateMachine.h"
+#include "testing/SyslogCollector.h"
+#include "testing/TemporaryFolder.h"
+#include "testing/Waiting.h"
 
 inline const std::string listeningLine = "6 Listening for Ostrivane settings changes\n";
 inline const std::string stoppedLine = "6 Stopped listening for Ostrivane settings changes\n";
@@ -22,7 +28,7 @@ protected:
 
     std::string errors() const { return contents(stage / "errors"); }
 
-    const Stage stage{{DAEMON_BINARY, SIMULATOR_LIBRARY}};
+    const TemporaryFolder stage{{DAEMON_BINARY, SIMULATOR_LIBRARY}};
     SyslogCollector syslog;
     Child::Environment environment = {{"TESSARIG_SIMULATOR_SOCKET", stage / "socket"},
                                       {"TESSARIG_SIMULATOR_REPORT", stage / "report"}};

@@ -205,18 +205,6 @@ TEST_F(HelperDaemonTest, ListensAndStopsWhateverItsStartAchieved)
     }
 }
 
-TEST_F(HelperDaemonTest, LeavesAFileThatCantBeWrittenAsItIs)
-{
-    if (!mayMount())
-        GTEST_SKIP() << "nothing can be mounted";
-    writePreferences(unmigrated);
-    ASSERT_EQ(std::system("mount -o remount,bind,ro /etc"), 0);
-    Child daemon = runInForeground();
-    stopInOrder(daemon);
-    EXPECT_EQ(contents(preferencePath), unmigrated);
-    ASSERT_EQ(std::system("mount -o remount,bind,rw /etc"), 0);
-}
-
 TEST_F(HelperDaemonTest, ASignalDuringTheStartStopsInOrder)
 {
     environment["TESSARIG_SIMULATOR_COMMANDS"] = "slow api CreateTessarigAPIInformationInstance 200ms";

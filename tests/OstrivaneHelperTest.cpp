@@ -109,7 +109,9 @@ TEST_F(OstrivaneHelperTest, NobodyElseWaitsForARemovalWhoseSaveWaitsForAnotherPr
 {
     plugged(1);
     helper->preferenceMutex.lock();
-    simulator.find(1)->change("Gain", "1");
+    PreferenceChangeListener& listener = *helper->listeners.front();
+    listener.Notify(Topic::setd, 0, 0);
+    EXPECT_TRUE(waitFor([&] { return !isDirty(listener); })); // its worker saves
     std::thread removal([&] { simulator.unplug(1); });
     EXPECT_TRUE(waitForCall(1, "Unsubscribe", 3));
     std::atomic<bool> arrived = false;

@@ -107,7 +107,7 @@ TEST_F(PreferenceReaderTest, ReadsTheFuzzersCorpusAsTheParsersDocumentDoes)
     {
         const std::string text = contents(file.path());
         EXPECT_EQ(differenceOf(text), "") << file.path();
-        accepted += PreferenceStore{std::string()}.readText(text);
+        accepted += PreferenceStore{std::string()}.parseText(text);
     }
     EXPECT_GT(accepted, 2);
 }
@@ -176,7 +176,7 @@ TEST_F(PreferenceReaderTest, TellsWhyATextIsRefused)
            "1:1 the first element is <abbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb...> instead of <QuillstonePreferences> "
            "|<abbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb\xF0\x9F\x8E\xA5/>"}})
     {
-        EXPECT_FALSE(store.readText(text, &report)) << text;
+        EXPECT_FALSE(store.parseText(text, &report)) << text;
         EXPECT_EQ(textOf(report.place) + report.reason + " |" + report.line, reason);
     }
 }
@@ -186,12 +186,12 @@ TEST_F(PreferenceReaderTest, TellsWhatAWriteWouldLose)
     PreferenceStore store{std::string()};
     ReadReport report;
     ASSERT_TRUE(
-        store.readText("<?xml encoding='utf-8'?>\n<!-- by hand -->\n<?xml?><QuillstonePreferences a='1'>\n"
-                       "<card><attribute name='a' b=''/></card>\nsome text<x id='3' c=''/><group id='16'>\n"
-                       "<attribute name='a' value='1'/><attribute name='a' value='2' d='3'><!-- --></attribute>\n"
-                       "<attribute name='b'/><e>x</e></group>\n<group id='16'/><?x?></QuillstonePreferences>\n"
-                       "<more><less/></more>end",
-                       &report));
+        store.parseText("<?xml encoding='utf-8'?>\n<!-- by hand -->\n<?xml?><QuillstonePreferences a='1'>\n"
+                        "<card><attribute name='a' b=''/></card>\nsome text<x id='3' c=''/><group id='16'>\n"
+                        "<attribute name='a' value='1'/><attribute name='a' value='2' d='3'><!-- --></attribute>\n"
+                        "<attribute name='b'/><e>x</e></group>\n<group id='16'/><?x?></QuillstonePreferences>\n"
+                        "<more><less/></more>end",
+                        &report));
     std::string losses;
     for (const PassedOver& passed : report.passedOver)
         losses += textOf(passed.place) + nameOf(passed.kind) + " " + passed.name + "\n";

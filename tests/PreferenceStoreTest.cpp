@@ -85,7 +85,7 @@ TEST_F(PreferenceStoreTest, WhatIsRemovedOrReadAnewLeavesNothingBehind)
     store.removeKey("17");
     store.set("17", "b", 4L);
     EXPECT_EQ(tableOf(store), "group16[] 17[b=long 4]");
-    ASSERT_TRUE(store.readText(document("<card id='17'><attribute name='a' value='1'/></card>")));
+    ASSERT_TRUE(store.parseText(document("<card id='17'><attribute name='a' value='1'/></card>")));
     store.set("17", "b", 5L);
     EXPECT_EQ(tableOf(store), "17[a=1,b=long 5]");
 }

@@ -6,7 +6,8 @@
 
 #include "preferences/PreferenceIO.h"
 #include "preferences/PreferenceStore.h"
-#include "tests/TestMachine.h"
+#include "testing/Child.h"
+#include "testing/TemporaryFolder.h"
 
 /// Stores on a user's file, in a home of the test's own.
 class PreferenceTest : public testing::Test
@@ -45,6 +46,6 @@ protected:
         return text.str();
     }
 
-    const Stage home;
+    const TemporaryFolder home;
     const std::string path = home / ".config/quillstone/QuillstonePreferences.xml";
 };

@@ -88,27 +88,20 @@ TEST_F(PreferenceUpdaterTest, WhatGoesBeyond64MiBIsLeftOutWithItsGroupAlone)
                                                                 {170, '"', "y", true}, // written as &quot;
                                                                 {171, '"', "y", false}})
     {
-        PreferenceStore store(path);
+        PreferenceUpdater updater(path);
+        PreferenceStore& store = *updater.store;
         store.set("group16", "NetOutputVideoPort", std::string(1 << 16, byte));
         for (int card = 0; card < cards; ++card)
             store.set("17 " + std::to_string(card), "a", std::string());
         store.set("group32", "NetOutputVideoPort", other);
         store.set("32", "a", std::string());
-        ASSERT_TRUE(store.write());
-
-        PreferenceUpdater ahead(path);
         PreferenceUpdater::GroupMoves groups;
-        ASSERT_TRUE(ahead.store->read());
-        EXPECT_NE(ahead.migrate(&groups), 0);
+        EXPECT_EQ(updater.migrate(&groups), moved && otherMoved ? 1 : 2);
         ASSERT_EQ(groups.size(), 2U);
         EXPECT_EQ(groups[0].outcome == PreferenceUpdater::GroupMove::BeyondBound, !moved);
         EXPECT_EQ(groups[1].outcome == PreferenceUpdater::GroupMove::BeyondBound, !otherMoved);
-
-        PreferenceUpdater updater(true);
-        EXPECT_EQ(updater.update(), moved && otherMoved ? 1 : 2);
-        EXPECT_EQ(updater.changedCount, moved + otherMoved);
-        EXPECT_EQ(updater.store->has("17 0", "NetOutputVideoPort_0"), moved);
-        EXPECT_EQ(updater.store->has("32", "NetOutputVideoPort_0"), otherMoved);
+        EXPECT_EQ(store.has("17 0", "NetOutputVideoPort_0"), moved);
+        EXPECT_EQ(store.has("32", "NetOutputVideoPort_0"), otherMoved);
     }
 }
 

@@ -1,13 +1,14 @@
-#include <array>
-#include <cstdio>
+#include <sys/socket.h>
+#include <sys/un.h>
+
 #include <filesystem>
 #include <fstream>
-#include <tuple>
 
 #include "preferences/Owner.h"
 #include "simulator/SteeringSocket.h"
+#include "testing/Child.h"
+#include "testing/TemporaryFolder.h"
 #include "tests/SimulatorTest.h"
-#include "tests/TestMachine.h"
 
 /// The steering tool as a person calls it, in a shell.
 class SimctlTest : public SimulatorTest
@@ -16,7 +17,8 @@ class SimctlTest : public SimulatorTest
 
 TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
 {
-    const Stage stage;
+    const std::filesystem::path former = std::filesystem::current_path();
+    const TemporaryFolder stage;
     const SteeringSocket socket(simulator, stage / "socket");
     const std::ofstream file(stage / "file");
     {
@@ -26,15 +28,25 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
         ASSERT_EQ(bind(left.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
     plugged(17);
-    using Row = std::tuple<const char*, const char*, std::string, int>; // socket, words, part of what is said, status
+    struct Row
+    {
+        const char* socket;
+        const char* words;
+        const char* said; ///< Part of what is said.
+        int status = 0;
+    };
     for (const auto& [path, words, said, status] :
-         {Row{"socket", "change 17 'Label= a  *'", "ok", 0},
-          {"socket", "plug 18 group=16 of=2 order=-1 peer=18 peers=18,19", "ok", 0},
-          {"socket", "fail 18 PersistState 5 2", "ok", 0},
+         {Row{"socket", "change 17 'Label= a  *'", "ok"},
+          {"socket", "plug 18 group=16 of=2 order=-1 peer=18 peers=18,19", "ok"},
+          {"socket", "fail 18 PersistState 5 2", "ok"},
           {"socket", "hardware 19 7 8", "error no card 19", 1},
-          {"socket", "</dev/null", "", 0},
-          {"", "--help", "references", 0},
-          {"", "fail --help", "TIMES", 0},
+          {"socket", "plug 17", "error there is a card 17", 1},
+          {"socket", "change 17 Gain", "error a change is", 1},
+          {"socket", "fail 17 Typo 1", "error unknown name Typo", 1},
+          {"socket", "fail 17 Post 1 0", "error 0 calls", 1},
+          {"socket", "</dev/null", ""},
+          {"", "--help", "references"},
+          {"", "fail --help", "TIMES"},
           {"", "juggle", "juggle", 1},
           {"", "change 17 Label=Studio A", "not expected: A", 1},
           {"", "change 17 'Label=\n'", "one line", 1},
@@ -44,13 +56,12 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
           {"left", "list", "the daemon at left is gone", 2}})
     {
         SCOPED_TRACE(std::string(path) + " " + words);
-        FILE* output =
-            popen(("TESSARIG_SIMULATOR_SOCKET=" + std::string(path) + " " SIMCTL " " + words + " 2>&1").c_str(), "r");
-        std::array<char, 4096> bytes = {};
-        const size_t size = fread(bytes.data(), 1, bytes.size(), output);
-        EXPECT_EQ(WEXITSTATUS(pclose(output)), status);
-        EXPECT_NE(std::string(bytes.data(), size).find(said), std::string::npos) << bytes.data();
+        Child child({"/bin/sh", "-c", SIMCTL " " + std::string(words) + " >said 2>&1"}, "said",
+                    {{"TESSARIG_SIMULATOR_SOCKET", path}});
+        EXPECT_EQ(child.wait(), status);
+        EXPECT_NE(contents("said").find(said), std::string::npos) << contents("said");
     }
     EXPECT_EQ(simulator.find(17)->stateOfDevice.PersistState(), S_OK);
     EXPECT_EQ(simulator.find(17)->savedValue("Label"), " a  *");
+    std::filesystem::current_path(former);
 }

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "simulator/Simulator.h"
-#include "tests/Waiting.h"
+#include "testing/Waiting.h"
 
 /// A machine without cards, on which nothing is saved to disk. Ends with nobody holding anything of the library.
 class SimulatorTest : public testing::Test

@@ -3,12 +3,14 @@
 #include <chrono>
 #include <thread>
 
-/// Looks every millisecond whether it holds. The deadline is long enough for the slowest machine and the slowest
-/// sanitizer; nobody waits that long but for a fault.
+/// Long enough for the slowest machine and the slowest sanitizer; nobody waits that long but for a fault.
+inline constexpr std::chrono::seconds maxWait{20};
+
+/// Looks every millisecond whether it holds.
 template <typename Predicate>
-bool waitFor(Predicate predicate, std::chrono::milliseconds deadline = std::chrono::seconds(20))
+bool waitFor(Predicate predicate, std::chrono::milliseconds time = maxWait)
 {
-    const auto end = std::chrono::steady_clock::now() + deadline;
+    const auto end = std::chrono::steady_clock::now() + time;
     while (!predicate())
     {
         if (std::chrono::steady_clock::now() > end)
