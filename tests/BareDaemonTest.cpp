@@ -1,53 +1,76 @@
-#include <sys/prctl.h>
 #include <sys/resource.h>
+
+#include <cstring>
 
 #include "testing/ProcessCounters.h"
 #include "tests/DaemonTest.h"
+#include "tests/Traced.h"
 
-/// What the runtime of a sanitizer would stand in the way of: it intercepts calls and has a thread of its own.
+/// What the runtime of a sanitizer would stand in the way of: it intercepts calls and has threads and memory of its
+/// own.
 class BareDaemonTest : public DaemonTest
 {
+protected:
+    /// Under strace, which writes to "trace", with its options in front of the daemon's.
+    Child runTraced(Lines options)
+    {
+        options.insert(options.begin(), {"/usr/bin/strace", "-o", stage / "trace"});
+        return Child(options, stage / "errors", environment);
+    }
+
+    const std::string program = stage / "OstrivaneHelper";
 };
 
 TEST_F(BareDaemonTest, EndsWhereACallOfItsWayIntoTheBackgroundFails)
 {
-    prctl(PR_SET_CHILD_SUBREAPER, 1);
-    using Row = std::tuple<const char*, const char*, Lines>; // call; the launcher's complaint if it ends; messages
-    environment["LD_PRELOAD"] = INTERPOSER;
-    for (const auto& [call, complaint, messages] : {Row{"fork", "Failed to fork daemon (5)\n", {}},
+    SKIP_UNLESS_TRACING_WORKS();
+    struct Row
+    {
+        std::string call;
+        const char* complaint; ///< Of the process that was started, if it is that one that ends.
+        Lines messages;
+    };
+    for (const auto& [call, complaint, messages] : {Row{"clone", "Failed to fork daemon (5)\n", {}},
                                                     {"setsid", "", {"2 Failed to set new session id (5)\n"}},
                                                     {"chdir", "", {"2 Failed to change current directory (5)\n"}}})
     {
         SCOPED_TRACE(call);
-        environment["FAIL_CALL"] = call;
-        EXPECT_EQ(run({}).wait(), *complaint ? 1 : 0);
+        EXPECT_EQ(runTraced({"-f", "-e", "inject=" + call + ":error=EIO", program}).wait(), *complaint ? 1 : 0);
         EXPECT_EQ(syslog.take(messages.size()), messages);
         EXPECT_EQ(errors(), complaint);
-        int status = 0;
-        EXPECT_EQ(waitpid(-1, &status, 0) < 0, *complaint != 0); // the one that it left
-        EXPECT_EQ(WEXITSTATUS(status), *complaint ? 0 : 1);
+        EXPECT_NE(contents(stage / "trace").find("+++ exited with 1 +++"), std::string::npos);
     }
 }
 
 TEST_F(BareDaemonTest, GoesOnWhereAnotherCallFails)
 {
-    // What fails how often, the messages, what the simulator says to "list" if the daemon has opened it, exit status.
-    using Row = std::tuple<const char*, const char*, Lines, const char*, int>;
-    environment["LD_PRELOAD"] = INTERPOSER;
-    for (const auto& [call, times, messages, devices, status] :
-         {Row{"sigprocmask", "1", {listeningLine, "3 Error masking signals (5)\n"}, "ok", -1},
-          {"sigwait", "1", {listeningLine, "2 Failed to wait for termination signal (5)\n"}, "ok", 1},
-          {"shm_open", "9", {listeningLine}, "ok", 0}, // others make the segment at the same time
-          {"shm_open", "9999999", {listeningLine}, "", 0}})
+    SKIP_UNLESS_TRACING_WORKS();
+    struct Row
     {
-        SCOPED_TRACE(std::string(call) + " " + times);
-        environment["FAIL_CALL"] = call;
-        environment["FAIL_TIMES"] = times;
-        Child daemon = run({"-n"});
-        EXPECT_EQ(syslog.take(messages.size()), messages);
-        EXPECT_EQ(say("list"), devices);
-        EXPECT_EQ(daemon.stop(status < 0 ? SIGKILL : SIGTERM), status);
-        EXPECT_EQ(syslog.take(status < 0 ? 0 : 1), status < 0 ? Lines{} : Lines{stoppedLine});
+        std::string injection;
+        Lines messages = {listeningLine};
+        const char* devices = "ok"; ///< What the simulator says to "list" if the daemon has opened it.
+        int signal = SIGTERM;
+        int status = 0;
+    };
+    const Lines masking = {listeningLine, "3 Error masking signals (5)\n"};
+    const Lines waiting = {listeningLine, "2 Failed to wait for termination signal (5)\n"};
+    for (const Row& row :
+         {Row{.injection = "rt_sigprocmask:error=EIO:when=1", .messages = masking, .signal = SIGKILL, .status = -1},
+          {.injection = "rt_sigtimedwait:error=EIO:when=1", .messages = waiting, .status = 1},
+          {.injection = "openat:error=EEXIST:when=1..9"}, // others make the segment at the same time
+          {.injection = "openat:error=EEXIST", .devices = ""}})
+    {
+        SCOPED_TRACE(row.injection);
+        Lines words = {"-D", "-e", "inject=" + row.injection, program, "-n"};
+        if (row.injection.starts_with("openat"))
+            words.insert(words.begin(), {"-P", segmentPath});
+        Child daemon = runTraced(words);
+        EXPECT_EQ(syslog.take(row.messages.size()), row.messages);
+        EXPECT_EQ(say("list"), row.devices);
+        EXPECT_EQ(daemon.stop(row.signal), row.status);
+        const Lines last = row.signal == SIGTERM ? Lines{stoppedLine} : Lines{};
+        EXPECT_EQ(syslog.take(last.size()), last);
     }
 }
 
@@ -55,40 +78,62 @@ TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
 {
     Child daemon = run({"-n"});
     ASSERT_EQ(syslog.take(1), Lines{listeningLine});
-    for (int id = 0; id < 100; ++id)
+    for (const std::string id : {"1", "2", "3"})
     {
-        EXPECT_EQ(say("plug " + std::to_string(id)), "ok");
-        ASSERT_TRUE(waitFor([&] { return say("calls " + std::to_string(id)).ends_with("Subscribe setd"); }));
+        EXPECT_EQ(say("plug " + id), "ok");
+        ASSERT_TRUE(waitFor([&] { return say("calls " + id).ends_with("Subscribe setd"); }));
     }
-    // The thread of the last steering connection ends first; then nothing has a reason to run.
-    ASSERT_TRUE(awaitIdle(daemon.pid, 101));
+    ASSERT_TRUE(awaitIdle(daemon.pid, 4));
     const long settled = contextSwitches(daemon.pid);
     EXPECT_FALSE(waitFor([&] { return contextSwitches(daemon.pid) != settled; }, std::chrono::seconds(2)));
     EXPECT_EQ(daemon.stop(), 0);
+}
+
+TEST_F(BareDaemonTest, GivesTheMemoryOfALargeFileBack)
+{
+    std::filesystem::create_directories("/etc/quillstone");
+    std::ofstream file("/etc/quillstone/QuillstonePreferences.xml");
+    file << "<QuillstonePreferences><card id='1'>";
+    for (int name = 0; name < 100'000; ++name)
+        file << "<attribute name='" << name << "' value='1'/>";
+    file << "</card></QuillstonePreferences>" << std::flush;
+    Child daemon = run({"-n"});
+    ASSERT_EQ(syslog.take(1), Lines{listeningLine});
+    const std::string status = contents("/proc/" + std::to_string(daemon.pid) + "/status");
+    const size_t resident = status.find("VmRSS:");
+    EXPECT_LT(std::stol(status.substr(resident + strlen("VmRSS:"))), 1) << "kB";
+    EXPECT_EQ(daemon.stop(), 0);
+    std::filesystem::remove_all("/etc/quillstone");
 }
 
 TEST_F(BareDaemonTest, ADeviceForWhichNoThreadCanBeHadGoesWithoutListener)
 {
     Child daemon = run({"-n"});
     ASSERT_EQ(syslog.take(1), Lines{listeningLine});
+    SteeringClient client(stage / "socket"); // its thread is there before there are no more
+    const auto say = [&](const std::string& line) { return client.ask(line); };
+    const auto waitForCall = [&](const std::string& id, const char* call)
+    { return waitFor([&] { return say("calls " + id).find(call) != std::string::npos; }); };
+    const auto limitMemory = [&](rlim_t most)
     {
-        SteeringClient client(stage / "socket"); // its thread is there before there are no more
-        const auto say = [&](const std::string& line, const std::string& answer)
-        { EXPECT_EQ(client.ask(line), answer) << line; };
-        say("list", "ok");
-        const rlimit none = {0, RLIM_INFINITY}, any = {RLIM_INFINITY, RLIM_INFINITY};
-        prlimit(daemon.pid, RLIMIT_AS, &none, nullptr);
-        say("plug 17", "ok");
-        say("plug 18 group=16 of=1 peers=18", "ok");
-        prlimit(daemon.pid, RLIMIT_AS, &any, nullptr);
-        say("references", "ok 1 discovery=1"); // nobody kept the two
-        say("plug 19", "ok");
-        say("plug 20 group=16 of=1 peers=20", "ok");
-        for (const char* calls : {"calls 19", "calls 20"})
-            EXPECT_TRUE(waitFor([&] { return client.ask(calls).find("Subscribe setd") != std::string::npos; }));
-        say("unplug 17", "ok");
-        say("unplug 18", "ok");
-    }
+        const rlimit limit = {most, RLIM_INFINITY};
+        prlimit(daemon.pid, RLIMIT_AS, &limit, nullptr);
+    };
+    EXPECT_EQ(say("slow 16 PrepareGroup 100ms"), "ok");
+    EXPECT_EQ(say("plug 16 group=0 of=1"), "ok");
+    EXPECT_TRUE(waitForCall("16", "PrepareGroup"));
+    limitMemory(0);
+    EXPECT_TRUE(waitForCall("16", "Next")) << "the group's thread has ended the daemon";
+    EXPECT_EQ(say("plug 17"), "ok");
+    EXPECT_EQ(say("plug 18 group=16 of=1 peers=18"), "ok");
+    limitMemory(RLIM_INFINITY);
+    EXPECT_TRUE(waitFor([&] { return say("references") == "ok 1 discovery=1"; })) << "nobody kept the three";
+    EXPECT_EQ(say("plug 19"), "ok");
+    EXPECT_EQ(say("plug 20 group=16 of=1 peers=20"), "ok");
+    for (const char* id : {"19", "20"})
+        EXPECT_TRUE(waitForCall(id, "Subscribe setd"));
+    for (const char* id : {"16", "17", "18"})
+        EXPECT_EQ(say(std::string("unplug ") + id), "ok");
     EXPECT_EQ(daemon.stop(), 0);
     EXPECT_EQ(contents(stage / "report"), "ok 0\n");
 }

@@ -1,8 +1,6 @@
-#include <numeric>
 #include <set>
 #include <string>
-#include <tuple>
-#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -22,8 +20,14 @@ static std::set<uint32_t> numbers()
 
 TEST(SettingsTest, EveryNumberAndEveryNameIsItsOwnOrTheDefault)
 {
-    using Row = std::tuple<const char* (*)(uint32_t), uint32_t (*)(const char*), uint32_t, std::string>;
-    for (const auto& [nameOf, numberOf, fallback, expected] :
+    struct Row
+    {
+        const char* (*nameOf)(uint32_t);
+        uint32_t (*numberOf)(const char*);
+        uint32_t fallback;
+        std::string all;
+    };
+    for (const auto& [nameOf, numberOf, fallback, all] :
          {Row{conversionModeName, conversionModeFromName, 0,
               "0 Off,1 Letterbox 16:9,2 Anamorphic,3 720pto1080iCrossConversion,4 SDAnamorphicTo43CenterCut,"
               "1001 Hardware Letterbox 16:9,1002 Hardware Anamorphic,1003 Hardware Center Cut,"
@@ -53,70 +57,76 @@ TEST(SettingsTest, EveryNumberAndEveryNameIsItsOwnOrTheDefault)
                  {name + " ", name.substr(1), static_cast<char>(name[0] ^ 32) + name.substr(1)})
                 EXPECT_EQ(numberOf(near.c_str()), fallback) << near;
         }
-        EXPECT_EQ(text, expected);
+        EXPECT_EQ(text, all);
         EXPECT_EQ(numberOf(""), fallback);
     }
 }
 
 TEST(SettingsTest, AModeIsAvailableWithItsSmallestFlagsAndNotWithABitLessOrAForbiddenOne)
 {
-    using Bits = std::set<int>;
-    using Row =
-        std::tuple<std::set<uint32_t>, Bits, Bits, Bits, Bits>; // needs and forbids, of the first and the second
-    std::set<uint32_t> known;
-    for (const auto& [modes, needs, forbids, needsInSecond, forbidsInSecond] :
-         {Row{{0}, {15}, {18}, {}, {}},
-          {{1, 2}, {}, {}, {}, {2}},
-          {{3, 4}, {15}, {18}, {}, {2}},
-          {{1001, 1002}, {15, 16}, {}, {}, {}},
-          {{1003}, {15, 16, 17}, {}, {}, {}},
-          {{1004}, {15, 16, 19, 25}, {}, {}, {10}},
-          {{1005}, {}, {}, {23}, {32}},
-          {{1006, 1007, 1008, 1011, 1012}, {15, 16, 17, 19}, {}, {}, {}},
-          {{1009, 1010}, {15, 16, 17, 19}, {32}, {}, {}},
-          {{2000}, {}, {}, {47}, {}}})
+    struct Row
     {
-        const auto word = [](const Bits& bits) {
-            return std::accumulate(bits.begin(), bits.end(), 0ull, [](auto sum, int bit) { return sum | 1ull << bit; });
-        };
-        const uint64_t first = word(needs), second = word(needsInSecond);
-        for (const uint32_t mode : modes)
+        std::vector<uint32_t> modes;
+        uint64_t needs = 0;
+        uint64_t forbids = 0;
+        uint64_t needsInSecond = 0;
+        uint64_t forbidsInSecond = 0;
+    };
+    std::set<uint32_t> known;
+    for (const Row& row : {Row{.modes = {0}, .needs = 0x8000, .forbids = 0x40000},
+                           {.modes = {1, 2}, .forbidsInSecond = 0x4},
+                           {.modes = {3, 4}, .needs = 0x8000, .forbids = 0x40000, .forbidsInSecond = 0x4},
+                           {.modes = {1001, 1002}, .needs = 0x18000},
+                           {.modes = {1003}, .needs = 0x38000},
+                           {.modes = {1004}, .needs = 0x2098000, .forbidsInSecond = 0x400},
+                           {.modes = {1005}, .needsInSecond = 0x800000, .forbidsInSecond = 0x100000000},
+                           {.modes = {1006, 1007, 1008, 1011, 1012}, .needs = 0xB8000},
+                           {.modes = {1009, 1010}, .needs = 0xB8000, .forbids = 0x100000000},
+                           {.modes = {2000}, .needsInSecond = 0x800000000000}})
+        for (const uint32_t mode : row.modes)
         {
-            EXPECT_TRUE(isConversionAvailable(mode, first, second)) << mode;
-            for (int bit = 0; bit < 64; ++bit)
+            SCOPED_TRACE(mode);
+            known.insert(mode);
+            EXPECT_TRUE(isConversionAvailable(mode, row.needs, row.needsInSecond));
+            for (uint64_t bit = 1; bit != 0; bit <<= 1)
             {
-                EXPECT_EQ(isConversionAvailable(mode, first ^ 1ull << bit, second),
-                          !needs.count(bit) && !forbids.count(bit))
-                    << mode << " " << bit;
-                EXPECT_EQ(isConversionAvailable(mode, first, second ^ 1ull << bit),
-                          !needsInSecond.count(bit) && !forbidsInSecond.count(bit))
-                    << mode << " " << bit;
+                EXPECT_EQ(isConversionAvailable(mode, row.needs ^ bit, row.needsInSecond),
+                          !((row.needs | row.forbids) & bit))
+                    << std::hex << bit;
+                EXPECT_EQ(isConversionAvailable(mode, row.needs, row.needsInSecond ^ bit),
+                          !((row.needsInSecond | row.forbidsInSecond) & bit))
+                    << std::hex << bit;
             }
         }
-        known.insert(modes.begin(), modes.end());
-    }
     for (const uint32_t mode : numbers())
-        for (const uint64_t word : {0ull, 0xB8000ull, ~0ull})
-            EXPECT_FALSE(!known.count(mode) && isConversionAvailable(mode, word, word)) << mode;
+        for (const uint64_t flags : {0ull, 0xB8000ull, ~0ull})
+            EXPECT_FALSE(!known.count(mode) && isConversionAvailable(mode, flags, flags)) << mode;
 }
 
 TEST(SettingsTest, AModeGivesWayToItsHardwareCounterpart)
 {
-    for (const auto& [mode, counterpart, least, hardware] :
-         {std::tuple(1u, 1001u, 0u, 0x18000u), {2u, 1002u, 0u, 0x18000u}, {3u, 1006u, 0x8000u, 0xB8000u}})
-        for (uint32_t flags = 0; flags <= hardware; flags += 0x8000)
-        {
-            const bool offered = (flags & hardware) == hardware;
-            const bool own = (flags & least) == least && !(least && flags & 0x40000);
-            EXPECT_EQ(isConversionAvailable(counterpart, flags, 0), offered) << mode << std::hex << " " << flags;
-            EXPECT_EQ(isConversionAvailable(mode, flags, 0), own && !offered) << mode << std::hex << " " << flags;
-        }
-    for (const auto& [flags, mode] : {std::pair(0u, 1u), {0x8000, 0}, {0x18000, 0}, {0x48000, 1}, {0x58000, 1001}})
-        EXPECT_EQ(defaultConversionMode(flags), mode) << std::hex << flags;
+    struct Row
+    {
+        uint32_t mode;
+        uint64_t flags;
+        bool available;
+    };
+    for (const auto& [mode, flags, available] : {Row{1, 0x8000, true},
+                                                 {1, 0x18000, false},
+                                                 {2, 0x8000, true},
+                                                 {2, 0x18000, false},
+                                                 {3, 0x38000, true},
+                                                 {3, 0xB8000, false},
+                                                 {4, 0xB8000, true}})
+        EXPECT_EQ(isConversionAvailable(mode, flags, 0), available) << mode << std::hex << " " << flags;
+
+    EXPECT_EQ(defaultConversionMode(0), 1U);
+    EXPECT_EQ(defaultConversionMode(0x18000), 0U);
+    EXPECT_EQ(defaultConversionMode(0x48000), 1U);
     static_assert(defaultConversionMode(0x58000) == 1001); // usable where the compiler needs a value
 }
 
-TEST(SettingsTest, PredicatesAndConfigurationsAreAsTheNumbersAndFlagsSay)
+TEST(SettingsTest, NumbersTellWhatAModeOrAConnectionIs)
 {
     for (const uint32_t number : numbers())
     {
@@ -125,17 +135,28 @@ TEST(SettingsTest, PredicatesAndConfigurationsAreAsTheNumbersAndFlagsSay)
         EXPECT_EQ(isDigitalVideoConnection(number), number < 2 || number > 4) << number;
         EXPECT_EQ(isCompositeOrSVideo(number), number == 3 || number == 4) << number;
     }
-    for (uint64_t bits = 0; bits < 64; ++bits)
-        for (const uint32_t mode : {0u, 1000u, 1001u, ~0u})
-            for (uint32_t connection = 0; connection < 10; ++connection)
-            {
-                const bool configurable = bits & 1, guarded = bits & 2, exempt = bits & 4, noAnalog = bits & 24;
-                const uint64_t unread = bits & 32 ? ~0x112018ull : 0;
-                const CardSettings settings = {connection, mode};
-                EXPECT_EQ(isConfigurationAllowed(&settings, unread | (bits & 1) << 13 | (bits & 2) << 15,
-                                                 unread | (bits & 4) << 18, unread | (bits & 24)),
-                          configurable && (mode <= 1000 || exempt || !guarded) &&
-                              (!noAnalog || (connection != 3 && connection != 4)))
-                    << bits << " " << mode << " " << connection;
-            }
+}
+
+TEST(SettingsTest, AConfigurationIsAllowedWhereNoFlagRefusesIt)
+{
+    struct Row
+    {
+        CardSettings settings;
+        uint64_t gate = 0x2000;
+        uint64_t exemption = 0;
+        uint64_t connection = 0;
+        bool allowed = false;
+    };
+    constexpr uint32_t component = 2, composite = 3, sVideo = 4;
+    for (const Row& row : {Row{.settings = {0, 1001}, .allowed = true},
+                           {.settings = {0, 0}, .gate = ~0x2000ull},
+                           {.settings = {0, 1000}, .gate = 0x12000, .allowed = true},
+                           {.settings = {0, 1001}, .gate = 0x12000, .exemption = ~0x100000ull},
+                           {.settings = {0, 1001}, .gate = 0x12000, .exemption = 0x100000, .allowed = true},
+                           {.settings = {composite, 0}, .connection = 0x8},
+                           {.settings = {sVideo, 0}, .connection = 0x10},
+                           {.settings = {component, 0}, .connection = ~0ull, .allowed = true},
+                           {.settings = {composite, 0}, .connection = ~0x18ull, .allowed = true}})
+        EXPECT_EQ(isConfigurationAllowed(&row.settings, row.gate, row.exemption, row.connection), row.allowed)
+            << row.settings.videoConnection << " " << row.settings.conversionMode << std::hex << " " << row.gate;
 }

@@ -34,12 +34,14 @@ static int tryElsewhere()
         });
 }
 
-TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcessesAndReplacesWhatAKilledOwnerLeft)
+TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcessesUntilItsOwnerGoes)
 {
     umask(0);
+    SharedPreferenceMutex attached;
     {
         SharedPreferenceMutex mutex;
         ASSERT_TRUE(mutex.open(true));
+        ASSERT_TRUE(attached.open(false));
         EXPECT_EQ(modeOf(segmentPath), 0666U);
         EXPECT_EQ(contents(segmentPath).size(), 40U);
         EXPECT_TRUE(mutex.isReady());
@@ -62,11 +64,14 @@ TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcessesAndReplacesWhat
         EXPECT_EQ(mutex.holder(), 0);
         EXPECT_EQ(tryElsewhere(), 0);
         EXPECT_EQ(tryElsewhere(), 0); // the name stays when one that attached goes
-        pthread_mutex_destroy(mutex.segment);
-        EXPECT_FALSE(mutex.isReady());
+        EXPECT_TRUE(attached.isReady());
     }
+    EXPECT_FALSE(attached.isReady());
     EXPECT_EQ(modeOf(segmentPath), 0U);
+}
 
+TEST(SharedPreferenceMutexTest, ReplacesWhatAKilledOwnerLeft)
+{
     const auto dieHoldingIt = []
     {
         auto* left = new SharedPreferenceMutex;
@@ -97,23 +102,29 @@ TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
         const rlimit none = {0, 0};
         setrlimit(RLIMIT_FSIZE, &none);
     };
-    using Row = std::tuple<const char*, bool, void (*)(), bool>; // what, create, preparation, whether a name is left
-    for (const auto& [what, create, prepare, nameLeft] : {Row{"nothing", false, nothing, false},
-                                                          {"not sized yet", false, unsized, true},
-                                                          {"a folder", true, folder, true},
-                                                          {"no space", true, noSpace, false}})
+    struct Row
     {
-        const auto attempt = [create = create, prepare = prepare]
+        const char* what;
+        void (*prepare)();
+        bool create = false;
+        bool nameLeft = false;
+    };
+    for (const Row& row : {Row{.what = "nothing", .prepare = nothing},
+                           {.what = "not sized yet", .prepare = unsized, .nameLeft = true},
+                           {.what = "a folder", .prepare = folder, .create = true, .nameLeft = true},
+                           {.what = "no space", .prepare = noSpace, .create = true}})
+    {
+        const auto attempt = [row]
         {
-            prepare();
+            row.prepare();
             SharedPreferenceMutex mutex;
-            const bool closed = !mutex.open(create) && !mutex.segment && !mutex.owner;
+            const bool closed = !mutex.open(row.create) && !mutex.segment && !mutex.owner;
             mutex.lock(); // goes on without
             mutex.unlock();
             return closed && !mutex.isReady() && !mutex.lockUntil({}) && mutex.holder() == 0 ? 0 : 1;
         };
-        EXPECT_EQ(inAnotherProcess(attempt), 0) << what;
-        EXPECT_EQ(modeOf(segmentPath) != 0, nameLeft) << what;
+        EXPECT_EQ(inAnotherProcess(attempt), 0) << row.what;
+        EXPECT_EQ(modeOf(segmentPath) != 0, row.nameLeft) << row.what;
         remove(segmentPath);
     }
 

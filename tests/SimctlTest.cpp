@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <tuple>
 
 #include "preferences/Owner.h"
 #include "simulator/Commands.h"
@@ -20,6 +19,7 @@ class SimctlTest : public SimulatorTest
 
 TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
 {
+    const std::filesystem::path former = std::filesystem::current_path();
     const TemporaryFolder stage;
     const SteeringSocket socket(simulator, stage / "socket");
     const std::ofstream file(stage / "file");
@@ -30,17 +30,27 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
         ASSERT_EQ(bind(left.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
     plugged(17);
-    using Row = std::tuple<const char*, const char*, std::string, int>; // socket, words, part of what is said, status
+    struct Row
+    {
+        const char* socket;
+        const char* words;
+        const char* said; ///< Part of what is said.
+        int status = 0;
+    };
     for (const auto& [path, words, said, status] :
-         {Row{"socket", "change 17 'Label= a  *'", "ok", 0},
-          {"socket", "plug 18 group=16 of=2 order=-1 peer=18 peers=18,19", "ok", 0},
-          {"socket", "fail 18 PersistState 5 2", "ok", 0},
+         {Row{"socket", "change 17 'Label= a  *'", "ok"},
+          {"socket", "plug 18 group=16 of=2 order=-1 peer=18 peers=18,19", "ok"},
+          {"socket", "fail 18 PersistState 5 2", "ok"},
           {"socket", "hardware 19 7 8", "error no card 19", 1},
-          {"socket", "</dev/null", "", 0},
-          {"", "--help", "references", 0},
-          {"", "fail --help", "TIMES", 0},
-          {"", "--complete slow 17", "PersistState", 0},
-          {"socket", "--complete unplug", "17", 0},
+          {"socket", "plug 17", "error there is a card 17", 1},
+          {"socket", "change 17 Gain", "error a change is", 1},
+          {"socket", "fail 17 Typo 1", "error unknown name Typo", 1},
+          {"socket", "fail 17 Post 1 0", "error 0 calls", 1},
+          {"socket", "</dev/null", ""},
+          {"", "--help", "references"},
+          {"", "fail --help", "TIMES"},
+          {"", "--complete slow 17", "PersistState"},
+          {"socket", "--complete unplug", "17"},
           {"", "juggle", "juggle", 1},
           {"", "change 17 Label=Studio A", "not expected: A", 1},
           {"", "change 17 'Label=\n'", "one line", 1},
@@ -59,4 +69,5 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
         EXPECT_EQ(execute(simulator, word.name).find("unknown"), std::string::npos) << word.name;
     EXPECT_EQ(simulator.find(17)->stateOfDevice.PersistState(), S_OK);
     EXPECT_EQ(simulator.find(17)->savedValue("Label"), " a  *");
+    std::filesystem::current_path(former);
 }

@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "tests/PreferenceTest.h"
+#include "tests/Traced.h"
 
 /// One system call of a save, as strace shows it.
 struct Call
@@ -13,14 +14,10 @@ struct Call
 };
 
 /// The save of save_probe under strace, which makes calls fail or ends the process at one.
-class SaveFaultTest : public PreferenceTest
+class FileReplacementTest : public PreferenceTest
 {
 protected:
-    void SetUp() override
-    {
-        if (Child({"/usr/bin/strace", "-o", "/dev/null", "/bin/true"}, home / "errors").wait() != 0)
-            GTEST_SKIP() << "no process can be traced: " << contents(home / "errors");
-    }
+    void SetUp() override { SKIP_UNLESS_TRACING_WORKS(); }
 
     static std::string deedOf(const std::string& name)
     {
@@ -60,12 +57,20 @@ protected:
         return calls;
     }
 
-    const std::string oldFile = document("<card id=\"1\"><attribute name=\"a\" value=\"old\"/></card>");
+    const std::string longName = std::string(10'000, 'x'); ///< So that it takes several writes.
+    const std::string oldFile = document("<card id=\"1\"><attribute name=\"a\" value=\"old\"/><attribute name=\"" +
+                                         longName + "\" value=\"\"/></card>");
 };
 
-TEST_F(SaveFaultTest, AFailureOrAKillAtAnyCallLeavesTheOldFileOrTheNewOneWhole)
+TEST_F(FileReplacementTest, AFailureOrAKillAtAnyCallLeavesTheOldFileOrTheNewOneWhole)
 {
-    using Step = std::tuple<std::string, const char*, Lines, int>; // deed, part of its line, errors, the probe's status
+    struct Step
+    {
+        std::string deed;
+        const char* part; ///< Of the call's line.
+        Lines errors;
+        int status; ///< The probe's.
+    };
     const Step steps[] = {
         {"look", "quillstone\"", {"EIO", "EACCES"}, 2},
         {"open", "/quillstone.QuillstonePreferences.xml~", {"EACCES", "EROFS", "ENOSPC", "EIO", "EINTR"}, 1},
