@@ -43,13 +43,20 @@ bool hasThread(pid_t process, pid_t thread)
 
 bool hasOtherNumber(pid_t process) { return ownNumber(process, process) != process; }
 
-/// Whether all processes of the machine are seen, as those of a container and those that /proc shows alone the user's
-/// own are not.
-bool seesAllProcesses()
+bool isUsed(const FileId& segment)
+{
+    const std::vector<pid_t> all = processes();
+    return std::any_of(all.begin(), all.end(),
+                       [&](pid_t process) { return process != getpid() && maps(process, segment).value_or(false); });
+}
+
+/// Whether a process that is not seen is not there: /proc hides none, and this is the machine's own pid namespace or
+/// the one of others who use the segment.
+bool seesAllUsers(const FileId& segment)
 {
     std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/ns/pid", error) == "pid:[4026531836]" && // the machine's own
-           !statusField(1, "Tgid").empty();
+    return !statusField(1, "Tgid").empty() &&
+           (std::filesystem::read_symlink("/proc/self/ns/pid", error) == "pid:[4026531836]" || isUsed(segment));
 }
 
 /// The process of that thread, which uses the segment or may do so; 0 if none is seen.
@@ -75,7 +82,7 @@ MutexHolder findHolder(pid_t thread, const FileId& segment)
         return holder;
     holder.process = processThatHolds(thread, segment);
     if (holder.process == 0)
-        holder.gone = seesAllProcesses();
+        holder.gone = seesAllUsers(segment);
     else
     {
         holder.certain = maps(holder.process, segment).value_or(false);

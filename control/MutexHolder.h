@@ -10,7 +10,7 @@ struct MutexHolder
     pid_t thread = 0;
     pid_t process = 0;    ///< 0 if no process that uses the segment is seen to have a thread of that number.
     bool certain = false; ///< The process is known to use the segment. Else the right to look was missing.
-    bool gone = false; ///< There is no such thread any more: it is not seen, and nothing is hidden from this process.
+    bool gone = false;    ///< There is no such thread any more: it is not seen, and none that could hold it is hidden.
     bool stopped = false; ///< The process, by a signal.
     std::string name;
     std::string user;
