@@ -100,21 +100,6 @@ TEST_F(PreferenceChangeListenerTest, HardwareNotificationsGoIntoTheConfiguration
     end();
 }
 
-TEST_F(PreferenceChangeListenerTest, NotificationsOfACardComeInTheirOrder)
-{
-    listen();
-    faults(17).fail("HandleHardwareNotification", E_FAIL);
-    std::vector<std::string> expected = calls(17).lines();
-    for (const char* value : {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"})
-    {
-        card->raise(Topic::hwic, *value - '0', 0);
-        expected.push_back(std::string("state(configuration).HandleHardwareNotification ") + value);
-    }
-    EXPECT_TRUE(waitForCall(17, "HandleHardwareNotification", 10));
-    EXPECT_EQ(calls(17).lines(), expected);
-    end();
-}
-
 TEST_F(PreferenceChangeListenerTest, AHardwareNotificationHoldsUpNoSave)
 {
     const auto changeAndWait = [this]
