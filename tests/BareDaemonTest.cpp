@@ -123,7 +123,7 @@ TEST_F(BareDaemonTest, ADeviceForWhichNoThreadCanBeHadGoesWithoutListener)
     EXPECT_EQ(say("plug 16 group=0 of=1"), "ok");
     EXPECT_TRUE(waitForCall("16", "PrepareGroup"));
     limitMemory(0);
-    EXPECT_TRUE(waitForCall("16", "Next")) << "the group's thread has ended the daemon";
+    ASSERT_TRUE(waitForCall("16", "Next")) << "the group's thread has ended the daemon";
     EXPECT_EQ(say("plug 17"), "ok");
     EXPECT_EQ(say("plug 18 group=16 of=1 peers=18"), "ok");
     limitMemory(RLIM_INFINITY);

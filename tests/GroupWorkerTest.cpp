@@ -52,24 +52,18 @@ protected:
             sum += calls(id).count("PrepareGroup");
         return sum;
     }
-
-    static std::string threadName()
-    {
-        char name[16];
-        pthread_getname_np(pthread_self(), name, sizeof name);
-        return name;
-    }
 };
 
-TEST_F(GroupWorkerTest, ListenersComeInTheOrderOfThePeersOfTheLowestMember)
+TEST_F(GroupWorkerTest, ListenersComeInTheOrderOfThePeersOfTheLowestMemberAsFarAsNothingIsLacking)
 {
     struct Row
     {
-        const char* what;
+        std::string what;            ///< Or, behind "!", what fails or throws on card 1.
         std::vector<Member> members; ///< In the order of their arrival.
         Ids listeners;
         int preparations = 1;
     };
+    const std::vector<Member> pair = {{1, 0, 1, {2}}, {2, 1, 2}};
     for (const Row& row : {Row{"peers of one another", {{3, 2, 3}, {1, 0, 1, {3, 2}}, {2, 1, 2}}, {1, 3, 2}},
                            {"the first of equals", {{2, 5, 2, {1}}, {1, 5, 1, {2}}}, {2, 1}},
                            {"negative is lower", {{2, 0, 2, {1}}, {1, -7, 1, {2}}}, {1, 2}},
@@ -77,46 +71,27 @@ TEST_F(GroupWorkerTest, ListenersComeInTheOrderOfThePeersOfTheLowestMember)
                            {"its own peer", {{1, 0, 1, {1, 1, 2}}, {2, 1, 2}}, {1, 2}},
                            {"two with one key", {{1, 0, 9, {2, 3}}, {2, 1, 9}, {3, 2, 3}}, {1, 2, 3}},
                            {"a peer that was never gathered", {{1, 0, 1, {8, 2}}, {2, 1, 2}}, {1, 2}},
-                           {"a single member", {{1, 4, 4}}, {1}}})
-    {
-        SCOPED_TRACE(row.what);
-        plugGroup(row.members);
-        finishGroup();
-        EXPECT_EQ(listenedTo(), row.listeners);
-        EXPECT_EQ(preparations(), row.preparations);
-        simulator.reset();
-        EXPECT_TRUE(helper->gatheredDevices.empty());
-    }
-}
-
-TEST_F(GroupWorkerTest, AMemberThatLacksSomethingCostsTheOthersAsLittleAsCanBe)
-{
-    struct Row
-    {
-        const char* spoilt; ///< Of card 1; fails or throws.
-        std::vector<Member> members;
-        Ids listeners;
-        int preparations = 1;
-    };
-    const std::vector<Member> pair = {{1, 0, 1, {2}}, {2, 1, 2}};
-    for (const Row& row : {Row{"QueryInterface:ITessarigHardwareState", pair, {}, 0},
-                           {"QueryInterface:ITessarigPeerDevice", pair, {}},
-                           {"GetPeerIterator", pair, {}},
-                           {"PrepareGroup", pair, {1, 2}},
-                           {"Next", pair, {1, 2}, 2},
-                           {"GetDevice", {{2, 0, 2, {3, 1}}, {1, 1, 1}, {3, 2, 3}}, {2, 3, 1}, 2},
-                           {"GetInt:subi", {{2, 3, 2, {1}}, {1, 9, 1, {2}}}, {1, 2}}, // reads as 0
-                           {"GetInt:peid", {{1, 1, 5, {2}}, {2, 0, 2, {1}}}, {2, 1}},
-                           {"GetInt:nsbd", {{1, 0, 1}}, {1}}}) // complete at once
+                           {"a single member", {{1, 4, 4}}, {1}},
+                           {"!QueryInterface:ITessarigHardwareState", pair, {}, 0},
+                           {"!QueryInterface:ITessarigPeerDevice", pair, {}},
+                           {"!GetPeerIterator", pair, {}},
+                           {"!PrepareGroup", pair, {1, 2}},
+                           {"!Next", pair, {1, 2}, 2},
+                           {"!GetDevice", {{2, 0, 2, {3, 1}}, {1, 1, 1}, {3, 2, 3}}, {2, 3, 1}, 2},
+                           {"!GetInt:subi", {{2, 3, 2, {1}}, {1, 9, 1, {2}}}, {1, 2}}, // reads as 0
+                           {"!GetInt:peid", {{1, 1, 5, {2}}, {2, 0, 2, {1}}}, {2, 1}},
+                           {"!GetInt:nsbd", {{1, 0, 1}}, {1}}}) // complete at once
         for (const bool throwing : {false, true})
         {
-            SCOPED_TRACE(std::string(row.spoilt) + (throwing ? " throws" : ""));
-            spoil(1, row.spoilt, throwing);
+            SCOPED_TRACE(row.what + (throwing ? " throws" : ""));
+            if (row.what.starts_with("!"))
+                spoil(1, row.what.substr(1), throwing);
             plugGroup(row.members);
             finishGroup();
             EXPECT_EQ(listenedTo(), row.listeners);
             EXPECT_EQ(preparations(), row.preparations);
             simulator.reset();
+            EXPECT_TRUE(helper->gatheredDevices.empty());
         }
 }
 
@@ -192,22 +167,13 @@ TEST_F(GroupWorkerTest, EveryStateOfAGroupIsEnteredAndLeft)
 
 TEST_F(GroupWorkerTest, ARemovalDuringTheWorkLeavesNoListener)
 {
+    char thread[16] = "";
+    faults(1).interrupt("PrepareGroup", [&] { pthread_getname_np(pthread_self(), thread, sizeof thread); });
     faults(1).slow("PrepareGroup", 50ms);
     for (const int64_t id : {1, 2, 3})
         plugMember(id, 3);
     simulator.unplug(2); // whose listener the work makes
     EXPECT_EQ(calls(1).count("PrepareGroup"), 1);
+    EXPECT_EQ(thread, std::string("group 16"));
     EXPECT_EQ(helper->listeners.size(), 2U);
-}
-
-TEST_F(GroupWorkerTest, ThreadsAreNamedAfterTheirWork)
-{
-    std::string ofGroup, ofListener;
-    faults(1).interrupt("PrepareGroup", [&] { ofGroup = threadName(); });
-    faults(1).interrupt("PrepareDevice", [&] { ofListener = threadName(); });
-    plugMember(1, 1);
-    finishGroup();
-    helper->listeners.front()->listening.wait();
-    EXPECT_EQ(ofGroup, "group 16");
-    EXPECT_EQ(ofListener, "listener");
 }

@@ -100,23 +100,6 @@ TEST_F(PreferenceChangeListenerTest, HardwareNotificationsGoIntoTheConfiguration
     end();
 }
 
-TEST_F(PreferenceChangeListenerTest, NotificationsOfACardComeInTheirOrder)
-{
-    listen();
-    std::vector<std::string> expected;
-    for (int value = 0; value < 50; ++value)
-    {
-        card->raise(Topic::hwiC, value, value);
-        const std::string text = std::to_string(value);
-        expected.push_back("state(configuration).HandleHardwareNotificationEx " + text + " " + text);
-        expected.push_back("configuration.HardwareNotificationHandled");
-    }
-    ASSERT_TRUE(waitForCall(17, "HardwareNotificationHandled", 50));
-    const std::vector<std::string> lines = calls(17).lines();
-    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), lines.end() - 100));
-    end();
-}
-
 TEST_F(PreferenceChangeListenerTest, AHardwareNotificationHoldsUpNoSave)
 {
     const auto changeAndWait = [this]

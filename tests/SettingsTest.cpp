@@ -105,20 +105,13 @@ TEST(SettingsTest, AModeIsAvailableWithItsSmallestFlagsAndNotWithABitLessOrAForb
 
 TEST(SettingsTest, AModeGivesWayToItsHardwareCounterpart)
 {
-    struct Row
-    {
-        uint32_t mode;
-        uint64_t flags;
-        bool available;
-    };
-    for (const auto& [mode, flags, available] : {Row{1, 0x8000, true},
-                                                 {1, 0x18000, false},
-                                                 {2, 0x8000, true},
-                                                 {2, 0x18000, false},
-                                                 {3, 0x38000, true},
-                                                 {3, 0xB8000, false},
-                                                 {4, 0xB8000, true}})
-        EXPECT_EQ(isConversionAvailable(mode, flags, 0), available) << mode << std::hex << " " << flags;
+    EXPECT_TRUE(isConversionAvailable(1, 0x8000, 0));
+    EXPECT_FALSE(isConversionAvailable(1, 0x18000, 0));
+    EXPECT_TRUE(isConversionAvailable(2, 0x8000, 0));
+    EXPECT_FALSE(isConversionAvailable(2, 0x18000, 0));
+    EXPECT_TRUE(isConversionAvailable(3, 0x38000, 0));
+    EXPECT_FALSE(isConversionAvailable(3, 0xB8000, 0));
+    EXPECT_TRUE(isConversionAvailable(4, 0xB8000, 0));
 
     EXPECT_EQ(defaultConversionMode(0), 1U);
     EXPECT_EQ(defaultConversionMode(0x18000), 0U);
@@ -139,24 +132,16 @@ TEST(SettingsTest, NumbersTellWhatAModeOrAConnectionIs)
 
 TEST(SettingsTest, AConfigurationIsAllowedWhereNoFlagRefusesIt)
 {
-    struct Row
-    {
-        CardSettings settings;
-        uint64_t gate = 0x2000;
-        uint64_t exemption = 0;
-        uint64_t connection = 0;
-        bool allowed = false;
-    };
+    const auto allowed = [](CardSettings settings, uint64_t gate, uint64_t exemption, uint64_t connection)
+    { return isConfigurationAllowed(&settings, gate, exemption, connection); };
     constexpr uint32_t component = 2, composite = 3, sVideo = 4;
-    for (const Row& row : {Row{.settings = {0, 1001}, .allowed = true},
-                           {.settings = {0, 0}, .gate = ~0x2000ull},
-                           {.settings = {0, 1000}, .gate = 0x12000, .allowed = true},
-                           {.settings = {0, 1001}, .gate = 0x12000, .exemption = ~0x100000ull},
-                           {.settings = {0, 1001}, .gate = 0x12000, .exemption = 0x100000, .allowed = true},
-                           {.settings = {composite, 0}, .connection = 0x8},
-                           {.settings = {sVideo, 0}, .connection = 0x10},
-                           {.settings = {component, 0}, .connection = ~0ull, .allowed = true},
-                           {.settings = {composite, 0}, .connection = ~0x18ull, .allowed = true}})
-        EXPECT_EQ(isConfigurationAllowed(&row.settings, row.gate, row.exemption, row.connection), row.allowed)
-            << row.settings.videoConnection << " " << row.settings.conversionMode << std::hex << " " << row.gate;
+    EXPECT_TRUE(allowed({0, 1001}, 0x2000, 0, 0));
+    EXPECT_FALSE(allowed({0, 0}, ~0x2000ull, 0, 0));
+    EXPECT_TRUE(allowed({0, 1000}, 0x12000, 0, 0));
+    EXPECT_FALSE(allowed({0, 1001}, 0x12000, ~0x100000ull, 0));
+    EXPECT_TRUE(allowed({0, 1001}, 0x12000, 0x100000, 0));
+    EXPECT_FALSE(allowed({composite, 0}, 0x2000, 0, 0x8));
+    EXPECT_FALSE(allowed({sVideo, 0}, 0x2000, 0, 0x10));
+    EXPECT_TRUE(allowed({component, 0}, 0x2000, 0, ~0ull));
+    EXPECT_TRUE(allowed({composite, 0}, 0x2000, 0, ~0x18ull));
 }
