@@ -6,8 +6,8 @@
 
 #include "preferences/SharedPreferenceLock.h"
 
-/// Holds the shared mutex from construction to destruction, so that no card of the machine saves meanwhile. For one
-/// thread, which also destroys it.
+/// Holds the shared mutex from construction to destruction, so that no card of the machine saves meanwhile. Used
+/// by one thread.
 ///
 /// Where no segment stands, no daemon runs and no card saves: then nothing is held and none is made. A segment that was
 /// replaced during the wait, as by a daemon that was started anew, is given up for the new one.

@@ -5,8 +5,7 @@
 
 /// Holds one reference to an object of the device library, or nothing.
 ///
-/// One COMPtr is used by one thread at a time, or shared read-only; several to one object may be used on several
-/// threads.
+/// Used by one thread, or read by several. Several COMPtr to one object may be used on several threads.
 ///
 /// If AddRef or a query throws, the pointer is empty. If Release throws, the process ends: nobody can tell what is left
 /// of the object. Two are equal if they point to the same object, whatever their `iid`.

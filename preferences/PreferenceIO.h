@@ -11,7 +11,7 @@ class PreferenceStore;
 
 /// Reads and writes the preference file of a store, and holds the rules of its keys.
 ///
-/// Owned by the store and used by the store's one thread.
+/// Owned by the store. Used by one thread.
 ///
 /// Every user of the machine may write the file, and root reads it. So reading trusts nothing: it takes time and memory
 /// in proportion to the file, whatever the file holds.

@@ -29,7 +29,7 @@ using PreferenceTable = std::list<std::pair<std::string, PreferenceAttributes>>;
 
 /// Holds the settings of one preference file in memory. Changes reach the file only by write().
 ///
-/// Used by one thread from construction to destruction.
+/// Used by one thread.
 ///
 /// Names and keys are compared as bytes. Looking one up takes time in proportion to the logarithm of the table's size.
 class PreferenceStore

@@ -6,7 +6,7 @@ inline namespace ostrivane
 {
 
 // Audio connections in two vocabularies whose numbers differ: "Analog" is 2 in the full one and 0 in the basic one.
-// Plain functions of their arguments: any thread may call them.
+// Plain functions of their arguments: any thread.
 
 inline constexpr NameTable audioConnections{
     {0, "Embedded"},

@@ -13,7 +13,7 @@ struct CardSettings
 };
 
 /// Whether a card with these flags takes the settings. `settings` must not be null; other bits of the flag words are
-/// not read. Any thread may call it.
+/// not read. Any thread.
 constexpr bool isConfigurationAllowed(const CardSettings* settings, uint64_t gateFlags, uint64_t exemptionFlags,
                                       uint64_t connectionFlags)
 {

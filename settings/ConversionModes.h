@@ -6,7 +6,7 @@ inline namespace ostrivane
 {
 
 // Conversion modes: 0 to 4 are done without hardware, from 1001 on by the card's own converters. Plain functions of
-// their arguments: any thread may call them.
+// their arguments: any thread.
 
 inline constexpr NameTable conversionModes{{0, "Off"},
                                            {{0, "Off"},

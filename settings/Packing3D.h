@@ -6,7 +6,7 @@ inline namespace ostrivane
 {
 
 // How the two pictures of a 3D signal are packed. The default is not the first one. Plain functions of their arguments:
-// any thread may call them.
+// any thread.
 
 inline constexpr NameTable packings3D{{3, "FramePacking"},
                                       {{0, "SideBySideHalf"},

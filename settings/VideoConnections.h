@@ -6,7 +6,7 @@ inline namespace ostrivane
 {
 
 // Video connections, and the analog ones among them as a vocabulary with a default of its own. Plain functions of their
-// arguments: any thread may call them.
+// arguments: any thread.
 
 inline constexpr NameTable videoConnections{{0, "SDI"},
                                             {{0, "SDI"},

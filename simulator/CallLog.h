@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// What one simulated object was asked, in order. Safe from any thread.
+/// What one simulated object was asked, in order. Any thread.
 class CallLog
 {
 public:

@@ -9,7 +9,7 @@
 #include <thread>
 
 /// The library's own threads, on which topics reach their subscribers. What is posted for one card is delivered in the
-/// order of posting; different cards may overtake each other. Safe from any thread; nothing is left undelivered.
+/// order of posting; different cards may overtake each other. Any thread; nothing is left undelivered.
 class DeliveryThreads
 {
 public:

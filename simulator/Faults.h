@@ -10,7 +10,7 @@
 
 #include "deviceapi/Unknown.h"
 
-/// How one simulated object misbehaves. May be told before the object is there. Safe from any thread.
+/// How one simulated object misbehaves. May be told before the object is there. Any thread.
 ///
 /// A call is named by its operation, or, to tell its uses apart, by operation and argument: "Subscribe" or
 /// "Subscribe:hwic". The narrower name goes first, for the code and for the time each by itself.

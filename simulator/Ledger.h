@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string>
 
-/// Counts the references that the other side of the boundary holds, by the name of what it holds. Safe from any thread.
+/// Counts the references that the other side of the boundary holds, by the name of what it holds. Any thread.
 class Ledger
 {
 public:

@@ -22,9 +22,9 @@ struct GroupPlace
     std::vector<int64_t> peers;
 };
 
-/// A card as the device library shows it: one object with all its interfaces, those of a group's member among them. Its
-/// operations may be called from several threads at once, and for as long as somebody holds a reference, also after it
-/// was unplugged.
+/// A card as the device library shows it: one object with all its interfaces, those of a group's member among them.
+///
+/// Any thread, for as long as somebody holds a reference, also after it was unplugged.
 class SimulatedCard final : public SimulatedObject
 {
 public:

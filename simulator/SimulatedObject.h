@@ -20,7 +20,7 @@ struct Record
 };
 
 /// One object behind the boundary, with all the interfaces that it shows there: a device, or a single thing such as the
-/// discovery. Safe from any thread.
+/// discovery. Any thread.
 ///
 /// It lives until its maker has called release() and the last reference on any of its interfaces has been given back.
 class SimulatedObject

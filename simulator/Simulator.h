@@ -13,7 +13,7 @@
 #include "simulator/Ledger.h"
 #include "simulator/SimulatedCard.h"
 
-/// The simulated machine: the cards in its slots, who watches for them, and how they misbehave. Safe from any thread.
+/// The simulated machine: the cards in its slots, who watches for them, and how they misbehave. Any thread.
 class Simulator
 {
 public:

@@ -4,7 +4,7 @@
 
 #include "preferences/Owner.h"
 
-/// Sends commands to a simulator, over a connection that lasts as long as the object. One thread at a time.
+/// Sends commands to a simulator, over a connection that lasts as long as the object. Used by one thread.
 class SteeringClient
 {
 public:

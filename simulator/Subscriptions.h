@@ -8,7 +8,7 @@
 #include "deviceapi/TessarigAPI.h"
 
 /// Who is notified of one card's topics. Keeps a reference on each callback for as long as it is subscribed.
-/// Safe from any thread.
+/// Any thread.
 class Subscriptions
 {
 public:
