@@ -11,7 +11,7 @@ inline namespace ostrivane
 /// Excludes all other programs on this machine from saving preferences: a recursive mutex in a named shared memory
 /// segment.
 ///
-/// Any thread, between open() and the destruction, which nobody else may meet. Works with std::lock_guard.
+/// Any thread; nobody else uses the object during open() and its destruction. Works with std::lock_guard.
 ///
 /// The segment is a contract between processes: 40 bytes that hold one process-shared, recursive, non-robust
 /// pthread_mutex_t and nothing else, open to every user as far as the creator's umask allows. A process that dies
