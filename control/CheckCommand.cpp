@@ -12,22 +12,17 @@ namespace
 using GroupMove = PreferenceUpdater::GroupMove;
 
 /// Beyond that many lines of one subject their number is told. JSON has all.
-constexpr size_t mostLines = 40;
+constexpr size_t maxLines = 40;
 
-std::string counted(size_t count, const std::string& thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
-/// A part of the screen: a heading, and lines under it up to a bound.
+/// Prints lines under a heading, up to a bound, and the heading with the first of them.
 class Section
 {
 public:
     explicit Section(const std::string& heading) : heading(heading) {}
     ~Section()
     {
-        if (lines > mostLines)
-            std::cout << "  ... and " << lines - mostLines << " more\n";
+        if (lines > maxLines)
+            std::cout << "  ... and " << lines - maxLines << " more\n";
     }
     Section(const Section&) = delete;
     Section& operator=(const Section&) = delete;
@@ -36,7 +31,7 @@ public:
     {
         if (lines == 0)
             std::cout << heading << '\n';
-        if (++lines <= mostLines)
+        if (++lines <= maxLines)
             std::cout << text << '\n';
     }
 

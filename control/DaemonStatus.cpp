@@ -184,6 +184,7 @@ DaemonStatus lookAt(pid_t process)
     DaemonStatus daemon;
     daemon.pid = process;
     daemon.user = userOf(process);
+    daemon.stopped = isStopped(process);
     daemon.programReplaced = procLink(process, "exe").ends_with(deletedMark);
     readOrigin(daemon);
     daemon.maps = readMaps(process);

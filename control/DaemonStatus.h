@@ -7,7 +7,7 @@
 
 #include "control/Proc.h"
 
-/// One daemon as it shows itself to others.
+/// What a daemon that runs shows of itself to others.
 struct DaemonStatus
 {
     /// What its memory maps tell; they are for root and the daemon's own user.
@@ -23,6 +23,7 @@ struct DaemonStatus
     std::time_t since = 0;
     std::string terminal; ///< Empty in the background.
     std::string service;  ///< The unit of that name that it runs as, if any.
+    bool stopped = false; ///< By a signal.
     bool programReplaced = false;
     size_t listeners = 0;
     size_t groupThreads = 0;

@@ -100,7 +100,7 @@ bool apply(const ChangeOptions& options, const PreferenceFile& base, const Prefe
     tell(conflicts);
     if (edited.report.passedOver.size() > base.report.passedOver.size())
         std::cerr << "ostrivanectl: not taken from your copy: " << lossesOf(edited.report) << '\n';
-    std::cout << changes.size() << (changes.size() == 1 ? " setting changed\n" : " settings changed\n");
+    std::cout << counted(changes.size(), "setting") << " changed\n";
     return true;
 }
 

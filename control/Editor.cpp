@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "control/CommandError.h"
+#include "control/VisibleText.h"
 
 namespace
 {
@@ -76,15 +77,6 @@ bool takesLine(const std::string& editor)
     return std::find(std::begin(takeLine), std::end(takeLine), program) != std::end(takeLine);
 }
 
-/// As one word of a shell's command.
-std::string quoted(const std::string& text)
-{
-    std::string result = "'";
-    for (const char byte : text)
-        result += byte == '\'' ? "'\\''" : std::string(1, byte);
-    return result + "'";
-}
-
 }
 
 EditedCopy::EditedCopy(const std::string& text)
@@ -108,7 +100,7 @@ void EditedCopy::openInEditor(size_t line) const
 {
     const std::string editor = editorOf();
     const std::string place = line > 0 && takesLine(editor) ? " +" + std::to_string(line) : "";
-    const int status = system((editor + place + " " + quoted(path)).c_str());
+    const int status = system((editor + place + " " + shellWord(path)).c_str());
     if (status == -1)
         throw systemError("the editor '" + editor + "' can't be started");
     if (WIFSIGNALED(status))

@@ -15,13 +15,17 @@ namespace
 {
 
 /// An older temporary file is no longer on its way into place.
-constexpr std::time_t longestSave = 60;
+constexpr std::time_t maxSaveTime = 60;
 
 void readSettings(FileStatus& status)
 {
     Findings findings(status.path);
     const PreferenceFile& file = findings.file;
     status.missing = file.missing;
+    status.irregular = file.status.st_mode != 0 && !S_ISREG(file.status.st_mode);
+    status.changed = file.status.st_mtime;
+    status.mode = file.status.st_mode & 07777;
+    status.user = file.status.st_mode != 0 ? userName(file.status.st_uid) : "";
     if (file.report.refused)
     {
         status.refusal = refusalOf(file.report);
@@ -58,7 +62,7 @@ std::vector<std::string> findTemporaries(const std::filesystem::path& path)
     {
         struct stat status = {};
         if (entry.path().filename().string().starts_with(start) && lstat(entry.path().c_str(), &status) == 0 &&
-            std::time(nullptr) - status.st_mtime > longestSave)
+            std::time(nullptr) - status.st_mtime > maxSaveTime)
             found.push_back(entry.path());
     }
     return found;
@@ -73,13 +77,6 @@ FileStatus lookAtFile(const std::string& path)
     readSettings(status);
     status.forbidden = !status.refusal.empty() && geteuid() != 0 &&
                        faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES;
-    struct stat file = {};
-    if (stat(path.c_str(), &file) == 0)
-    {
-        status.changed = file.st_mtime;
-        status.mode = file.st_mode & 07777;
-        status.user = userName(file.st_uid);
-    }
     status.obstacle = obstacleIn(std::filesystem::path(path).parent_path());
     status.temporaries = findTemporaries(path);
     return status;

@@ -14,6 +14,7 @@ struct FileStatus
     std::string path;
     bool missing = false;
     std::string refusal;    ///< Why it can't be read; empty if it can.
+    bool irregular = false; ///< Refused as it is a directory, a pipe or the like.
     bool forbidden = false; ///< Refused to this user, who is not root.
     size_t line = 0;        ///< Of the refusal, with the column; 0 if the file as a whole is meant.
     size_t column = 0;

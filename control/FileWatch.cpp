@@ -4,8 +4,11 @@
 #include <sys/inotify.h>
 
 #include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <iterator>
+#include <list>
+#include <system_error>
 
 #include "control/CommandError.h"
 
@@ -15,6 +18,12 @@ namespace
 /// Reading the file is none of these, so that what the watch leads to does not wake it.
 constexpr uint32_t changes =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF;
+
+/// Seconds between two times that a file system tells apart, at the most.
+constexpr std::time_t maxTimeStep = 2;
+
+/// The system follows no more links than that in one path.
+constexpr int maxLinks = 40;
 
 bool isSame(const timespec& a, const timespec& b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
 
@@ -30,9 +39,6 @@ FileWatch::FileWatch(std::string path) : path(std::move(path)), events(inotify_i
 {
     if (!events)
         throw systemError("can't watch files");
-    std::filesystem::path place;
-    for (const auto& part : std::filesystem::absolute(this->path))
-        places.push_back(place /= part);
 }
 
 bool FileWatch::changed()
@@ -41,8 +47,8 @@ bool FileWatch::changed()
     struct stat now = {};
     if (stat(path.c_str(), &now) != 0)
         now = {};
-    const bool other = !looked || !isSame(now, last);
-    looked = true;
+    const bool other = !settled || !isSame(now, last);
+    settled = now.st_ctime + maxTimeStep < std::time(nullptr);
     last = now;
     return other;
 }
@@ -61,11 +67,32 @@ bool FileWatch::wait(int output)
     return watched[1].revents == 0;
 }
 
-/// A folder may be another one each time. Watching the same one again changes nothing.
+/// What stands at a place may be another each time. Watching the same one again changes nothing. Each folder is watched
+/// before what stands in it is looked at, so that nothing gets lost in between.
 void FileWatch::arm()
 {
-    for (const std::string& place : places)
-        if (inotify_add_watch(events.get(), place.c_str(), changes) < 0 && errno != ENOENT && errno != ENOTDIR &&
-            errno != EACCES)
-            throw systemError("can't watch " + place);
+    const std::filesystem::path whole = std::filesystem::absolute(path);
+    std::list<std::filesystem::path> rest(whole.begin(), whole.end());
+    int links = 0;
+    for (std::filesystem::path place; !rest.empty(); rest.pop_front())
+    {
+        place /= rest.front();
+        watch(place);
+        std::error_code error;
+        const std::filesystem::path target = std::filesystem::read_symlink(place, error);
+        if (error || ++links > maxLinks)
+            continue;
+        place = place.parent_path();
+        rest.insert(std::next(rest.begin()), target.begin(), target.end());
+    }
+}
+
+void FileWatch::watch(const std::string& place)
+{
+    if (inotify_add_watch(events.get(), place.c_str(), changes) >= 0 || errno == ENOENT || errno == ENOTDIR ||
+        errno == EACCES || errno == ELOOP)
+        return;
+    if (errno == ENOSPC)
+        throw CommandError("can't watch " + place + ": this user watches too much, see fs.inotify.max_user_watches");
+    throw systemError("can't watch " + place);
 }

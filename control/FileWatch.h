@@ -3,12 +3,12 @@
 #include <sys/stat.h>
 
 #include <string>
-#include <vector>
 
 #include "preferences/Owner.h"
 
 /// Waits for changes of one file, which is replaced more often than written to. Neither it nor its folders need be
-/// there. Costs nothing while nothing changes beside the file and its folders.
+/// there, and each may be a symbolic link, also to what is not there. Costs nothing while nothing changes beside the
+/// file, its folders and what links lead through.
 class FileWatch
 {
 public:
@@ -25,10 +25,10 @@ public:
 
 private:
     void arm();
+    void watch(const std::string& place);
 
     const std::string path;
-    std::vector<std::string> places; ///< The file and all folders above it, from the root on.
     Descriptor events;
     struct stat last = {};
-    bool looked = false;
+    bool settled = false; ///< A change after the last look gives the file another time than that look found.
 };

@@ -1,6 +1,5 @@
 #include "control/Findings.h"
 
-#include "control/Json.h"
 #include "preferences/PreferenceIO.h"
 
 namespace
@@ -40,22 +39,6 @@ const char* nameOf(GroupMove::Outcome outcome)
     return "";
 }
 
-Json movesAsJson(const Findings& findings)
-{
-    Json moves = Json::array();
-    for (const GroupMove& move : findings.moves)
-    {
-        Json names = Json::array();
-        for (const std::string& name : move.names)
-            names.push_back(utf8Of(name));
-        moves.push_back({{"group", utf8Of(move.group)},
-                         {"outcome", nameOf(move.outcome)},
-                         {"cards", move.cards},
-                         {"names", std::move(names)}});
-    }
-    return moves;
-}
-
 Json lossesAsJson(const Findings& findings)
 {
     Json losses = Json::array();
@@ -89,6 +72,22 @@ Findings::Findings(const std::string& path) : file(path)
     lookAhead(*this);
 }
 
+Json movesAsJson(const PreferenceUpdater::GroupMoves& moves)
+{
+    Json list = Json::array();
+    for (const GroupMove& move : moves)
+    {
+        Json names = Json::array();
+        for (const std::string& name : move.names)
+            names.push_back(utf8Of(name));
+        list.push_back({{"group", utf8Of(move.group)},
+                        {"outcome", nameOf(move.outcome)},
+                        {"cards", move.cards},
+                        {"names", std::move(names)}});
+    }
+    return list;
+}
+
 std::string jsonOf(const Findings& findings)
 {
     const ReadReport& report = findings.file.report;
@@ -105,7 +104,7 @@ std::string jsonOf(const Findings& findings)
                          {"settings", orNull(read, findings.settings)},
                          {"losses", lossesAsJson(findings)},
                          {"notKept", orNull(!findings.notKept.empty(), utf8Of(findings.notKept))},
-                         {"moves", movesAsJson(findings)},
+                         {"moves", movesAsJson(findings.moves)},
                          {"changes", changesAsJson(findings)}};
     return object.dump();
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "control/Json.h"
 #include "control/PreferenceFile.h"
 #include "control/SettingChanges.h"
 #include "preferences/PreferenceUpdater.h"
@@ -21,6 +22,9 @@ struct Findings
     PreferenceUpdater::GroupMoves moves;
     std::vector<SettingChange> changes; ///< What a start would make of it.
 };
+
+/// What becomes of each group that has something to move.
+Json movesAsJson(const PreferenceUpdater::GroupMoves& moves);
 
 /// All of them as one object, in one line. Its names are for programs, and stay.
 std::string jsonOf(const Findings& findings);

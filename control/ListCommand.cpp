@@ -30,7 +30,7 @@ struct Row
 };
 
 /// A longer cell sticks out instead of moving all others.
-constexpr size_t widestColumn = 40;
+constexpr size_t maxColumnWidth = 40;
 
 std::vector<Row> rowsOf(const PreferenceStore& store, const ListOptions& options)
 {
@@ -59,8 +59,8 @@ void printTable(std::vector<Row> rows)
         nameWidth = std::max(nameWidth, widthOf(row.name));
     }
     for (const Row& row : rows)
-        std::cout << padded(row.key, std::min(keyWidth, widestColumn))
-                  << padded(row.name, std::min(nameWidth, widestColumn)) << row.value << '\n';
+        std::cout << padded(row.key, std::min(keyWidth, maxColumnWidth))
+                  << padded(row.name, std::min(nameWidth, maxColumnWidth)) << row.value << '\n';
 }
 
 void printJson(const std::vector<Row>& rows)

@@ -1,23 +1,23 @@
 #include "control/MutexHolder.h"
 
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
+#include <optional>
 
 #include "control/VisibleText.h"
 
 namespace
 {
 
-/// Whether the process maps the file; without the right to look, what is assumed.
-bool maps(pid_t process, const FileId& file, bool assumed)
+/// Nothing without the right to look.
+std::optional<bool> maps(pid_t process, const FileId& file)
 {
     const auto mappings = mappingsOf(process);
-    return mappings ? std::any_of(mappings->begin(), mappings->end(), [&](const Mapping& m) { return m.file == file; })
-                    : assumed;
+    if (!mappings)
+        return std::nullopt;
+    return std::any_of(mappings->begin(), mappings->end(), [&](const Mapping& m) { return m.file == file; });
 }
 
 /// The number that the thread itself knows: that of the innermost pid namespace, which stands last.
@@ -41,18 +41,35 @@ bool hasThread(pid_t process, pid_t thread)
     return std::any_of(threads.begin(), threads.end(), [&](pid_t task) { return ownNumber(task, task) == thread; });
 }
 
-/// Whether the system hides a living thread of that number from this user.
-bool isHidden(pid_t thread) { return statusField(thread, "Tgid").empty() && kill(thread, 0) != 0 && errno == EPERM; }
+bool hasOtherNumber(pid_t process) { return ownNumber(process, process) != process; }
 
-/// Whether this process sees those that may hold the segment: all of the machine, or one that uses it.
-bool seesUsersOf(const FileId& segment)
+bool isUsed(const FileId& segment)
 {
-    std::error_code error;
-    if (std::filesystem::read_symlink("/proc/self/ns/pid", error) == "pid:[4026531836]") // the machine's own namespace
-        return true;
     const std::vector<pid_t> all = processes();
     return std::any_of(all.begin(), all.end(),
-                       [&](pid_t process) { return process != getpid() && maps(process, segment, false); });
+                       [&](pid_t process) { return process != getpid() && maps(process, segment).value_or(false); });
+}
+
+/// Whether a process that is not seen is not there: /proc hides none, and this is the machine's own pid namespace or
+/// the one of others who use the segment.
+bool seesAllUsers(const FileId& segment)
+{
+    std::error_code error;
+    return !statusField(1, "Tgid").empty() &&
+           (std::filesystem::read_symlink("/proc/self/ns/pid", error) == "pid:[4026531836]" || isUsed(segment));
+}
+
+/// The process of that thread, which uses the segment or may do so; 0 if none is seen.
+pid_t processThatHolds(pid_t thread, const FileId& segment)
+{
+    const pid_t self = getpid(); // it asks because it does not hold the mutex
+    const pid_t direct = processOf(thread);
+    if (direct != 0 && direct != self && maps(direct, segment).value_or(true))
+        return direct;
+    for (const pid_t process : processes()) // it may live in another pid namespace
+        if (process != self && maps(process, segment).value_or(hasOtherNumber(process)) && hasThread(process, thread))
+            return process;
+    return 0;
 }
 
 }
@@ -61,27 +78,25 @@ MutexHolder findHolder(pid_t thread, const FileId& segment)
 {
     MutexHolder holder;
     holder.thread = thread;
-    const pid_t self = getpid(); // it asks because it does not hold the mutex
-    const pid_t direct = thread > 0 ? processOf(thread) : 0;
-    if (direct != 0 && direct != self && maps(direct, segment, true))
-        holder.process = direct;
-    else // it may live in another pid namespace
-        for (const pid_t process : processes())
-            if (process != self && maps(process, segment, false) && hasThread(process, thread))
-                holder.process = process;
-    if (holder.process != 0)
+    if (thread <= 0)
+        return holder;
+    holder.process = processThatHolds(thread, segment);
+    if (holder.process == 0)
+        holder.gone = seesAllUsers(segment);
+    else
     {
+        holder.certain = maps(holder.process, segment).value_or(false);
+        holder.stopped = isStopped(holder.process);
         holder.name = processName(holder.process);
         holder.user = userOf(holder.process);
     }
-    else
-        holder.gone = thread > 0 && !isHidden(thread) && seesUsersOf(segment);
     return holder;
 }
 
 std::string describe(const MutexHolder& holder)
 {
     if (holder.process == 0)
-        return "thread " + std::to_string(holder.thread) + ", whose process is not seen from here";
-    return visible(holder.name) + " (pid " + std::to_string(holder.process) + ", user " + holder.user + ")";
+        return "thread " + std::to_string(holder.thread) + ", which is not seen from here and perhaps gone";
+    return visible(holder.name) + " (pid " + std::to_string(holder.process) + ", user " + holder.user +
+           (holder.stopped ? ", stopped" : "") + (holder.certain ? ")" : ", to judge by its number alone)");
 }

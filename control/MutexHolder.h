@@ -8,15 +8,16 @@
 struct MutexHolder
 {
     pid_t thread = 0;
-    pid_t process = 0; ///< 0 if no process that uses the segment is seen to have a thread of that number.
-    /// It is not only unseen but gone: nothing is hidden from this process that could hold the segment.
-    bool gone = false;
+    pid_t process = 0;    ///< 0 if no process that uses the segment is seen to have a thread of that number.
+    bool certain = false; ///< The process is known to use the segment. Else the right to look was missing.
+    bool gone = false;    ///< There is no such thread any more: it is not seen, and none that could hold it is hidden.
+    bool stopped = false; ///< The process, by a signal.
     std::string name;
     std::string user;
 };
 
 /// Looks for the thread among all processes. One whose process is known not to map the segment has got the number of
-/// one that is gone. Where looking is not allowed, the number alone decides.
+/// one that is gone. Without the right to look, the number alone decides.
 MutexHolder findHolder(pid_t thread, const FileId& segment);
 
 /// "holdmutex (pid 17, user root)", for a terminal: the name is the process's own choice.

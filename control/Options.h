@@ -16,7 +16,7 @@ struct FileChoice
     std::string chosen() const;
 };
 
-/// Those of commands that read a file and change none.
+/// The options of commands that read a file and change none.
 struct ReadOptions
 {
     void addFileTo(CLI::App& command);
@@ -26,7 +26,7 @@ struct ReadOptions
     bool json = false;
 };
 
-/// Those of commands that change the file.
+/// The options of commands that change the file.
 struct ChangeOptions
 {
     void addTo(CLI::App& command);

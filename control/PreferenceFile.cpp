@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -16,11 +18,46 @@
 #include "control/CommandError.h"
 #include "control/SettingChanges.h"
 #include "control/VisibleText.h"
+#include "preferences/Owner.h"
 #include "preferences/PreferenceIO.h"
 #include "preferences/RegularFile.h"
 
 namespace
 {
+
+/// How often a file is read until it stays the same, and how long it is left to its writer in between.
+constexpr int maxReadings = 50;
+constexpr std::chrono::milliseconds betweenReadings(2);
+
+/// The bytes as they all stood in the file at one moment. One that is replaced meanwhile is read to its end. One that
+/// is written in place gives the same twice once its writer is through, or pauses; until then it fails with EAGAIN.
+std::optional<std::string> readAtOneMoment(const std::string& path, struct stat& status)
+{
+    const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC)); // which waits for nothing, whatever stands there
+    if (!file || fstat(file.get(), &status) != 0)
+        return std::nullopt;
+    const std::string held = "/proc/self/fd/" + std::to_string(file.get());
+    std::optional<std::string> bytes = readRegularFile(held);
+    for (int reading = 1; bytes && reading < maxReadings; ++reading)
+    {
+        std::optional<std::string> again = readRegularFile(held);
+        if (again == bytes)
+            return bytes;
+        bytes = std::move(again);
+        std::this_thread::sleep_for(betweenReadings);
+    }
+    if (bytes)
+        errno = EAGAIN;
+    return std::nullopt;
+}
+
+/// In the words of the system, but for what it has no fitting ones.
+std::string reasonOf(int error)
+{
+    if (error == EINVAL)
+        return "not a regular file";
+    return error == EAGAIN ? "it changes while it is read" : std::generic_category().message(error);
+}
 
 std::string systemWords(int error) { return std::generic_category().message(error); }
 
@@ -48,14 +85,16 @@ PreferenceFile::PreferenceFile(const std::string& path) : path(path), store(path
 bool PreferenceFile::read()
 {
     store.clear();
-    std::optional<std::string> bytes = readRegularFile(path);
-    missing = !bytes && errno == ENOENT;
+    status = {};
+    std::optional<std::string> bytes = readAtOneMoment(path, status);
+    const int error = errno;
+    missing = !bytes && error == ENOENT;
     text = bytes.value_or("");
     if (bytes)
         return store.parseText(std::move(*bytes), &report);
     report = {};
     report.refused = true;
-    report.reason = errno == EINVAL ? "not a regular file" : systemWords(errno);
+    report.reason = reasonOf(error);
     return false;
 }
 

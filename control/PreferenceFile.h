@@ -1,11 +1,13 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 
 #include "preferences/PreferenceStore.h"
 #include "preferences/ReadReport.h"
 
-/// One preference file, as it was when it was read: the file changes while one looks.
+/// One preference file, as it was at one moment of the last read: the file changes while one looks.
 class PreferenceFile
 {
 public:
@@ -31,7 +33,8 @@ public:
     PreferenceStore store;
     ReadReport report;
     std::string text;
-    bool missing = false; ///< There was no such file at the last read.
+    struct stat status = {}; ///< What the system knew of the file then; zeros if it could not be looked at.
+    bool missing = false;    ///< There was no such file at the last read.
 };
 
 /// What a report names as passed over, one kind after the other with its place, in one line: "comment (line 3), ...".

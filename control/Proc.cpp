@@ -87,6 +87,12 @@ std::string statusField(pid_t process, std::string_view field)
     return {};
 }
 
+bool isStopped(pid_t process)
+{
+    const std::string state = statusField(process, "State");
+    return state.starts_with('T') || state.starts_with('t');
+}
+
 std::string processName(pid_t process) { return procText(process, "comm"); }
 
 std::string userName(uid_t user)

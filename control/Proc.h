@@ -21,6 +21,9 @@ std::string procText(pid_t process, const std::string& file);
 /// A field of "status", such as "Tgid".
 std::string statusField(pid_t process, std::string_view field);
 
+/// Whether a signal has stopped it, or a debugger: it goes on with nothing until it is continued.
+bool isStopped(pid_t process);
+
 std::string processName(pid_t process);
 /// Its name, or its number if it has none.
 std::string userName(uid_t user);
@@ -29,7 +32,7 @@ std::string userOf(pid_t process);
 /// Where a link of its folder leads to, such as "exe" or "fd/0".
 std::string procLink(pid_t process, const std::string& link);
 
-/// What makes a file the same file.
+/// Tells a file from all others.
 struct FileId
 {
     dev_t device = 0;

@@ -21,10 +21,14 @@ int explain(const CLI::App& program, const CLI::ParseError& error)
         return program.exit(error);
     const std::vector<std::string> unknown = program.remaining();
     std::string message = error.what();
-    if (program.get_subcommands().empty() && !unknown.empty())
-        message = (unknown.front().starts_with('-') ? "there is no option '" : "there is no command '") +
-                  visible(unknown.front()) + "'";
-    std::cerr << "ostrivanectl: " << message << "\nTry 'ostrivanectl --help'.\n";
+    const std::vector<CLI::App*> commands = program.get_subcommands();
+    if (commands.empty())
+        message = unknown.empty()
+                      ? "a command is missing"
+                      : (unknown.front().starts_with('-') ? "there is no option '" : "there is no command '") +
+                            visible(unknown.front()) + "'";
+    std::cerr << "ostrivanectl: " << message << "\nTry 'ostrivanectl "
+              << (commands.empty() ? "" : commands.front()->get_name() + " ") << "--help'.\n";
     return usageError;
 }
 

@@ -38,7 +38,10 @@ void readMutex(int file, SegmentState& state)
     }
     const auto& fields = mutex.__data;
     if (fields.__kind == 0 || fields.__kind == -1)
+    {
         state.kind = SegmentState::Unfinished;
+        state.reason = "its creator has not finished it, or is ending";
+    }
     else if (fields.__kind != sharedRecursiveKind)
     {
         state.kind = SegmentState::Foreign;
@@ -59,7 +62,9 @@ SegmentState readSegment()
     struct stat status = {};
     if (lstat(SegmentState::path, &status) != 0)
     {
-        state.kind = errno == ENOENT ? SegmentState::Absent : SegmentState::Unreadable;
+        if (errno == ENOENT)
+            return state;
+        state.kind = SegmentState::Unreadable;
         state.reason = systemReason();
         return state;
     }
@@ -68,8 +73,6 @@ SegmentState readSegment()
     if (file && fstat(file.get(), &status) != 0)
         return state;
     state.file = {status.st_dev, status.st_ino};
-    state.owner = status.st_uid;
-    state.mode = status.st_mode & 07777;
     if (!S_ISREG(status.st_mode) || status.st_size != sizeof(pthread_mutex_t))
     {
         state.kind = SegmentState::Foreign;

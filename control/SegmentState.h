@@ -13,7 +13,7 @@ struct SegmentState
         Absent,
         Unreadable, ///< The reason says why.
         Foreign,    ///< Something that no daemon made; the reason says what.
-        Unfinished, ///< Its creator has not initialised the mutex yet, or the mutex was destroyed.
+        Unfinished, ///< Its creator has not initialised the mutex yet, or has destroyed it.
         Free,
         Held
     };
@@ -22,8 +22,6 @@ struct SegmentState
     std::string reason;
     pid_t thread = 0; ///< The holder's thread, in the numbers of its own pid namespace. 0 for the moment of a change.
     FileId file;
-    uid_t owner = 0;
-    mode_t mode = 0;
 
     static const char* const path; ///< Where the system shows the segment.
 };

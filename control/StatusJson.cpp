@@ -1,15 +1,10 @@
-#include <algorithm>
-
-#include <nlohmann/json.hpp>
-
+#include "control/Findings.h"
+#include "control/Json.h"
 #include "control/Status.h"
 #include "control/Times.h"
-#include "control/VisibleText.h"
 
 namespace
 {
-
-using Json = nlohmann::ordered_json;
 
 Json utf8List(const std::vector<std::string>& texts)
 {
@@ -19,8 +14,6 @@ Json utf8List(const std::vector<std::string>& texts)
     return list;
 }
 
-Json orNull(bool known, Json value) { return known ? std::move(value) : Json(); }
-
 Json jsonOf(const DaemonStatus& daemon)
 {
     const bool known = daemon.maps.has_value();
@@ -29,6 +22,7 @@ Json jsonOf(const DaemonStatus& daemon)
             {"since", universalTime(daemon.since)},
             {"terminal", orNull(!daemon.terminal.empty(), daemon.terminal)},
             {"service", orNull(!daemon.service.empty(), daemon.service)},
+            {"stopped", daemon.stopped},
             {"programReplaced", daemon.programReplaced},
             {"library", orNull(known, known ? utf8Of(daemon.maps->libraryPath) : "")},
             {"libraryReplaced", orNull(known, known && daemon.maps->libraryReplaced)},
@@ -45,8 +39,12 @@ Json jsonOf(const SegmentState& mutex, const MutexHolder& holder)
     return {{"state", states[mutex.kind]},
             {"reason", orNull(!mutex.reason.empty(), mutex.reason)},
             {"thread", orNull(held, mutex.thread)},
-            {"holder", orNull(held && holder.process != 0,
-                              {{"pid", holder.process}, {"name", utf8Of(holder.name)}, {"user", holder.user}})}};
+            {"holder", orNull(held && holder.process != 0, {{"pid", holder.process},
+                                                            {"name", utf8Of(holder.name)},
+                                                            {"user", holder.user},
+                                                            {"certain", holder.certain},
+                                                            {"stopped", holder.stopped}})},
+            {"gone", orNull(held && (holder.process != 0 || holder.gone), holder.gone)}};
 }
 
 Json jsonOf(const FileStatus& file)
@@ -62,22 +60,10 @@ Json jsonOf(const FileStatus& file)
             {"groups", orNull(read, file.groups)},
             {"settings", orNull(read, file.settings)},
             {"losses", orNull(read, file.losses)},
-            {"changed", orNull(!file.missing, universalTime(file.changed))},
-            {"mode", orNull(!file.missing, file.mode)},
-            {"user", orNull(!file.missing, file.user)},
+            {"changed", orNull(!file.user.empty(), universalTime(file.changed))},
+            {"mode", orNull(!file.user.empty(), file.mode)},
+            {"user", orNull(!file.user.empty(), file.user)},
             {"temporaries", utf8List(file.temporaries)}};
-}
-
-Json movesOf(const FileStatus& file)
-{
-    static constexpr const char* outcomes[] = {"moved", "no cards", "beyond the bound"};
-    Json moves = Json::array();
-    for (const PreferenceUpdater::GroupMove& move : file.moves)
-        moves.push_back({{"group", utf8Of(move.group)},
-                         {"names", utf8List(move.names)},
-                         {"cards", move.cards},
-                         {"outcome", outcomes[move.outcome]}});
-    return {{"left", std::move(moves)}, {"obstacle", orNull(!file.obstacle.empty(), utf8Of(file.obstacle))}};
 }
 
 }
@@ -92,12 +78,15 @@ std::string jsonOf(const Status& status)
         if (!line.advice.empty())
             problems.push_back(
                 {{"subject", line.subject}, {"text", utf8Of(line.text)}, {"advice", utf8Of(line.advice)}});
+    const FileStatus& file = status.file;
     const bool ok = problems.empty();
-    return Json{{"ok", ok},
-                {"problems", std::move(problems)},
-                {"daemons", std::move(daemons)},
-                {"mutex", jsonOf(status.mutex, status.holder)},
-                {"file", jsonOf(status.file)},
-                {"migration", movesOf(status.file)}}
+    return Json{
+        {"ok", ok},
+        {"problems", std::move(problems)},
+        {"daemons", std::move(daemons)},
+        {"mutex", jsonOf(status.mutex, status.holder)},
+        {"file", jsonOf(file)},
+        {"migration",
+         {{"left", movesAsJson(file.moves)}, {"obstacle", orNull(!file.obstacle.empty(), utf8Of(file.obstacle))}}}}
         .dump();
 }

@@ -1,20 +1,15 @@
-#include <algorithm>
-#include <cctype>
-#include <cstring>
-
 #include "control/Status.h"
 #include "control/Times.h"
+#include "control/VisibleText.h"
 
 namespace
 {
 
 const std::string restart = "systemctl restart ostrivane-helper";
+const std::string lookAgain = "look again, and if it stays so: " + restart;
 const std::string forRoot = "needs root";
 
-std::string counted(size_t count, const std::string& thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
+std::string goOn(pid_t process) { return "it is stopped; let it go on: kill -CONT " + std::to_string(process); }
 
 std::string inOneLine(const std::vector<std::string>& parts, const char* between)
 {
@@ -44,6 +39,8 @@ StatusLine daemonLine(const std::vector<DaemonStatus>& daemons)
     if (daemons.size() > 1)
         line.advice = counted(daemons.size(), "daemon") +
                       " take the mutex from each other: end all but one, and restart that: " + restart;
+    else if (daemons.front().stopped)
+        line.advice = goOn(daemons.front().pid);
     else if (daemons.front().programReplaced)
         line.advice = "its program was replaced since: " + restart;
     return line;
@@ -101,8 +98,8 @@ StatusLine segmentLine(const Status& status)
         line.advice = "rm -r " + path + " && " + restart;
         break;
     case SegmentState::Unfinished:
-        line.text = "its creator has not finished it, or is ending";
-        line.advice = "look again, and if it stays so: " + restart;
+        line.text = mutex.reason;
+        line.advice = lookAgain;
         break;
     case SegmentState::Free:
         line.text = "free" + waiters(status.daemons);
@@ -111,7 +108,13 @@ StatusLine segmentLine(const Status& status)
         if (mutex.thread == 0)
             line.text = "changing hands";
         else if (!status.holder.gone)
+        {
             line.text = "held by " + describe(status.holder);
+            if (status.holder.process == 0)
+                line.advice = lookAgain;
+            else if (status.holder.stopped)
+                line.advice = goOn(status.holder.process);
+        }
         else
         {
             line.text = "held by one that is gone (thread " + std::to_string(mutex.thread) + ")";
@@ -161,13 +164,15 @@ StatusLine fileLine(const FileStatus& file)
         return {"file", file.path + ": " + forRoot, ""};
     if (!file.refusal.empty())
         return {"file", file.path + ": " + file.refusal,
-                "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
+                file.irregular ? "rm -r " + file.path + "; the first save makes it anew"
+                               : "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
+    const std::string advice = file.obstacle.empty() ? "" : "no save can replace it: " + file.obstacle;
     std::string text = file.path + ": " + counted(file.cards, "card") + ", " + counted(file.groups, "group") + ", " +
                        counted(file.settings, "setting") + ", changed " + localTime(file.changed) + ", " +
                        rights(file.mode) + " of " + file.user;
     if (file.losses != 0)
         text += "; the next write loses something: ostrivanectl check";
-    return {"file", text, ""};
+    return {"file", text, advice};
 }
 
 StatusLine migrationLine(const FileStatus& file)
@@ -199,25 +204,13 @@ StatusLine migrationLine(const FileStatus& file)
     return {"migration", texts.empty() ? "nothing to move" : inOneLine(texts, "; "), advice};
 }
 
-/// As one word of a command.
-std::string forShell(const std::string& path)
-{
-    const auto isPlain = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || strchr("./~_-", c); };
-    if (std::all_of(path.begin(), path.end(), isPlain))
-        return path;
-    std::string word = "'";
-    for (const char c : path)
-        word += c == '\'' ? "'\\''" : std::string(1, c);
-    return word + "'";
-}
-
 StatusLine temporariesLine(const FileStatus& file)
 {
     if (file.temporaries.empty())
         return {"left behind", "nothing", ""};
     std::string command = "rm";
     for (const std::string& name : file.temporaries)
-        command += " " + forShell(name);
+        command += " " + shellWord(name);
     return {"left behind", inOneLine(file.temporaries, " ") + ", by a save that was cut off", command};
 }
 

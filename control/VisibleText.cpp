@@ -1,7 +1,9 @@
 #include "control/VisibleText.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 
 #include <boost/locale/utf.hpp>
@@ -84,6 +86,22 @@ size_t widthOf(const std::string& visibleText)
 {
     return static_cast<size_t>(
         std::count_if(visibleText.begin(), visibleText.end(), [](char byte) { return !continues(byte); }));
+}
+
+std::string counted(size_t count, const std::string& thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::string shellWord(const std::string& text)
+{
+    const auto isPlain = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || strchr("./~_-", c); };
+    if (!text.empty() && std::all_of(text.begin(), text.end(), isPlain))
+        return text;
+    std::string word = "'";
+    for (const char c : text)
+        word += c == '\'' ? "'\\''" : std::string(1, c);
+    return word + "'";
 }
 
 std::string excerpt(const std::string& line, size_t column, const std::string& margin)

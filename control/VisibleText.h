@@ -13,6 +13,12 @@ std::string visible(const std::string& bytes);
 /// How many characters a visible text has.
 size_t widthOf(const std::string& visibleText);
 
+/// "1 card", "2 cards".
+std::string counted(size_t count, const std::string& thing);
+
+/// As one word of a shell's command, in quotes where it takes any.
+std::string shellWord(const std::string& text);
+
 /// A line with a caret in a line of its own under the column, which counts bytes from 1. Both begin with `margin`. Of a
 /// long line only what stands around the place.
 std::string excerpt(const std::string& line, size_t column, const std::string& margin);

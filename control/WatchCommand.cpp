@@ -4,10 +4,9 @@
 #include <iostream>
 #include <memory>
 
-#include <nlohmann/json.hpp>
-
 #include "control/Commands.h"
 #include "control/FileWatch.h"
+#include "control/Json.h"
 #include "control/Options.h"
 #include "control/PreferenceFile.h"
 #include "control/SettingChanges.h"
@@ -17,11 +16,7 @@
 namespace
 {
 
-using Json = nlohmann::ordered_json;
-
 std::string shown(const std::optional<std::string>& value) { return value ? visible(*value) : "(none)"; }
-
-Json jsonOf(const std::optional<std::string>& value) { return value ? Json(utf8Of(*value)) : Json(); }
 
 void print(const SettingChange& change, bool json)
 {
@@ -30,15 +25,15 @@ void print(const SettingChange& change, bool json)
         std::cout << Json{{"time", universalTime(now)},
                           {"key", utf8Of(change.key)},
                           {"name", utf8Of(change.name)},
-                          {"old", jsonOf(change.before)},
-                          {"new", jsonOf(change.after)}};
+                          {"old", orNull(change.before)},
+                          {"new", orNull(change.after)}};
     else
         std::cout << localTime(now) << "  " << visible(change.key) << "  " << visible(change.name) << "  "
                   << shown(change.before) << " -> " << shown(change.after);
     std::cout << std::endl; // whoever reads along waits for this line
 }
 
-/// What is known of the file, and what to say when it changes.
+/// Prints what has changed in a file since the last look.
 class Observer
 {
 public:

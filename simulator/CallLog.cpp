@@ -6,22 +6,22 @@
 namespace
 {
 
-constexpr size_t longestHistory = 1000;
+constexpr size_t maxHistory = 1000;
 
 std::atomic<uint64_t> clockOfCalls = 0;
 
 }
 
-void CallLog::add(const std::string& face, const std::string& operation, const std::string& argument)
+void CallLog::add(const std::string& label, const std::string& operation, const std::string& argument)
 {
-    std::string line = face + "." + operation;
+    std::string line = label + "." + operation;
     if (!argument.empty())
         line += " " + argument;
 
     const std::lock_guard lock(mutex);
     ++counts[operation];
     recent.push_back({++clockOfCalls, std::move(line)});
-    if (recent.size() > longestHistory)
+    if (recent.size() > maxHistory)
         recent.pop_front();
 }
 

@@ -11,8 +11,8 @@
 class CallLog
 {
 public:
-    /// `face` says through which of the object's interfaces the call came; `argument` may be empty.
-    void add(const std::string& face, const std::string& operation, const std::string& argument);
+    /// `label` names the interface that was called; `argument` may be empty.
+    void add(const std::string& label, const std::string& operation, const std::string& argument);
 
     /// How often the operation was called, ever.
     int count(const std::string& operation) const;
@@ -22,7 +22,7 @@ public:
         std::string text;
     };
 
-    /// The calls as "face.Operation argument"; of a long history the last thousand.
+    /// The calls as "label.Operation argument"; of a long history the last thousand.
     std::vector<std::string> lines() const;
     std::vector<Call> history() const;
 

@@ -10,7 +10,7 @@
 
 #include "simulator/SimulatedCard.h"
 
-// What the words of a command mean. Each function throws CommandError for a word that makes no sense.
+// Parses the words of a command. Each function throws CommandError for a word that makes no sense.
 
 using Words = std::vector<std::string>;
 
@@ -22,7 +22,7 @@ struct CommandError : std::runtime_error
 
 /// Decimal, or hexadecimal behind 0x. `what` says in the error what was wanted.
 template <typename Number>
-Number number(std::string_view text, const char* what)
+Number parseNumber(std::string_view text, const char* what)
 {
     Number value{};
     const bool hexadecimal = text.starts_with("0x");
@@ -34,19 +34,19 @@ Number number(std::string_view text, const char* what)
     return value;
 }
 
-int64_t cardId(const std::string& text);
+int64_t parseCardId(const std::string& text);
 
 /// The library's own objects go under the id "api", next to the cards.
-std::string recordId(const std::string& text);
+std::string parseRecordId(const std::string& text);
 
 /// A number and us, ms or s.
-std::chrono::nanoseconds duration(std::string_view text);
+std::chrono::nanoseconds parseTime(std::string_view text);
 
 /// Of the words from the third on.
-GroupPlace groupPlace(const Words& words);
+GroupPlace parseGroupPlace(const Words& words);
 
-/// An operation, or operation:argument.
-const std::string& callName(const std::string& text);
+/// The text itself: an operation, or operation:argument.
+const std::string& parseCall(const std::string& text);
 
-/// An interface, or interface@configuration.
-const std::string& interfaceName(const std::string& text);
+/// The text itself: an interface, or interface@configuration.
+const std::string& parseInterface(const std::string& text);

@@ -2,18 +2,20 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <sstream>
 
 #include "simulator/CommandWords.h"
 #include "simulator/Simulator.h"
+#include "simulator/Words.h"
 
 namespace
 {
 
 Simulator::Card cardOf(const Simulator& simulator, const std::string& text)
 {
-    Simulator::Card card = simulator.find(cardId(text));
+    Simulator::Card card = simulator.find(parseCardId(text));
     if (!card)
         throw CommandError("no card " + text);
     return card;
@@ -22,8 +24,8 @@ Simulator::Card cardOf(const Simulator& simulator, const std::string& text)
 /// With any word on its place in a group the card is a group's member.
 std::string plug(Simulator& simulator, const Words& words)
 {
-    const int64_t id = cardId(words[1]);
-    const auto place = words.size() > 2 ? std::optional(groupPlace(words)) : std::nullopt;
+    const int64_t id = parseCardId(words[1]);
+    const auto place = words.size() > 2 ? std::optional(parseGroupPlace(words)) : std::nullopt;
     if (!simulator.plug(id, place))
         throw CommandError("there is a card " + words[1] + " already");
     return {};
@@ -31,7 +33,7 @@ std::string plug(Simulator& simulator, const Words& words)
 
 std::string unplug(Simulator& simulator, const Words& words)
 {
-    if (!simulator.unplug(cardId(words[1])))
+    if (!simulator.unplug(parseCardId(words[1])))
         throw CommandError("no card " + words[1]);
     return {};
 }
@@ -48,37 +50,37 @@ std::string change(Simulator& simulator, const Words& words)
 std::string hardware(Simulator& simulator, const Words& words)
 {
     const Simulator::Card card = cardOf(simulator, words[1]);
-    const auto value = static_cast<int64_t>(number<uint64_t>(words[2], "a value"));
+    const auto value = static_cast<int64_t>(parseNumber<uint64_t>(words[2], "a value"));
     if (words.size() == 3)
         card->raise(Topic::hwic, value, 0);
     else
-        card->raise(Topic::hwiC, value, static_cast<int64_t>(number<uint64_t>(words[3], "an extra value")));
+        card->raise(Topic::hwiC, value, static_cast<int64_t>(parseNumber<uint64_t>(words[3], "an extra value")));
     return {};
 }
 
 std::string fail(Simulator& simulator, const Words& words)
 {
-    const auto code = number<uint32_t>(words[3], "a result code");
-    const std::string& call = callName(words[2]);
-    const auto times = words.size() > 4 ? number<uint64_t>(words[4], "a number of calls") : UINT64_MAX;
+    const auto code = parseNumber<uint32_t>(words[3], "a result code");
+    const std::string& call = parseCall(words[2]);
+    const auto times = words.size() > 4 ? parseNumber<uint64_t>(words[4], "a number of calls") : UINT64_MAX;
     if (times == 0)
         throw CommandError("0 calls can't fail; the code 0 ends a fault");
-    simulator.recordOf(recordId(words[1]))->faults.fail(call, code, times);
+    simulator.recordOf(parseRecordId(words[1]))->faults.fail(call, code, times);
     return {};
 }
 
 std::string slow(Simulator& simulator, const Words& words)
 {
-    const auto time = duration(words[3]);
-    const std::string& call = callName(words[2]);
-    simulator.recordOf(recordId(words[1]))->faults.slow(call, time);
+    const auto time = parseTime(words[3]);
+    const std::string& call = parseCall(words[2]);
+    simulator.recordOf(parseRecordId(words[1]))->faults.slow(call, time);
     return {};
 }
 
 std::string absent(Simulator& simulator, const Words& words)
 {
-    const std::string& interface = interfaceName(words[2]);
-    simulator.recordOf(recordId(words[1]))->faults.absent(interface);
+    const std::string& interface = parseInterface(words[2]);
+    simulator.recordOf(parseRecordId(words[1]))->faults.absent(interface);
     return {};
 }
 
@@ -95,7 +97,7 @@ std::string calls(Simulator& simulator, const Words& words)
 {
     std::vector<CallLog::Call> all;
     const bool one = words.size() > 1;
-    for (const std::string& id : one ? Words{recordId(words[1])} : simulator.recorded())
+    for (const std::string& id : one ? Words{parseRecordId(words[1])} : simulator.recorded())
         for (const CallLog::Call& call : simulator.recordOf(id)->calls.history())
             all.push_back({call.time, one ? call.text : id + ":" + call.text});
     std::sort(all.begin(), all.end(), [](const auto& left, const auto& right) { return left.time < right.time; });
@@ -114,21 +116,25 @@ std::string references(Simulator& simulator, const Words&)
     return answer;
 }
 
-struct Command
-{
-    const char* word;
-    size_t fewest; ///< Number of words, with the command itself.
-    size_t most;
-    std::string (*run)(Simulator&, const Words&);
+using Command = std::string (*)(Simulator&, const Words&);
+
+const std::map<std::string, Command> commands = {
+    {"plug", plug}, {"unplug", unplug}, {"change", change}, {"hardware", hardware}, {"fail", fail},
+    {"slow", slow}, {"absent", absent}, {"list", list},     {"calls", calls},       {"references", references},
 };
 
-constexpr Command commands[] = {
-    {"plug", 2, 7, plug},     {"unplug", 2, 2, unplug},
-    {"change", 3, 3, change}, {"hardware", 3, 4, hardware},
-    {"fail", 4, 5, fail},     {"slow", 4, 4, slow},
-    {"absent", 3, 3, absent}, {"list", 1, 1, list},
-    {"calls", 1, 2, calls},   {"references", 1, 1, references},
-};
+void checkCount(const Word& word, size_t count)
+{
+    size_t minCount = 0;
+    size_t maxCount = 0;
+    for (const Argument& argument : word.arguments)
+    {
+        minCount += argument.minCount;
+        maxCount += argument.maxCount;
+    }
+    if (count < minCount || count > maxCount)
+        throw CommandError(std::string("wrong number of words for ") + word.name);
+}
 
 /// Only a change's value may hold blanks, so it takes the rest of its line.
 Words split(const std::string& line)
@@ -157,15 +163,12 @@ std::string execute(Simulator& simulator, const std::string& line)
         const Words words = split(line);
         if (words.empty())
             throw CommandError("no command");
-        for (const Command& command : commands)
-        {
-            if (words[0] != command.word)
-                continue;
-            if (words.size() < command.fewest || words.size() > command.most)
-                throw CommandError("wrong number of words for " + words[0]);
-            return "ok" + command.run(simulator, words);
-        }
-        throw CommandError("unknown command " + words[0]);
+        const Word* word = findWord(words[0]);
+        const auto command = commands.find(words[0]);
+        if (!word || command == commands.end())
+            throw CommandError("unknown command " + words[0]);
+        checkCount(*word, words.size() - 1);
+        return "ok" + command->second(simulator, words);
     }
     catch (const CommandError& error)
     {

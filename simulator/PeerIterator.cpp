@@ -8,20 +8,20 @@ namespace
 class PeerIterator final : public SimulatedObject
 {
 public:
-    PeerIterator(Simulator& simulator, const SimulatedCard& card)
-        : SimulatedObject(simulator.ledger, "iterator of " + std::to_string(card.id), card.record),
-          simulator(simulator),
+    PeerIterator(Simulator& owner, const SimulatedCard& card)
+        : SimulatedObject(owner.ledger, "iterator of " + std::to_string(card.id), card.record),
+          simulator(owner),
           peers(card.place->peers)
     {
     }
 
-    struct Main final : Face<ITessarigPeerIterator, PeerIterator>
+    struct Main final : Interface<ITessarigPeerIterator, PeerIterator>
     {
-        using Face::Face;
+        using Interface::Interface;
 
         ResultCode Next(ITessarigPeerDevice** out) override
         {
-            const ResultCode result = object.called(face, "Next");
+            const ResultCode result = recordCall("Next");
             return result == S_OK ? object.next(out) : result;
         }
     };
@@ -54,6 +54,6 @@ ITessarigPeerIterator* iteratePeers(Simulator& simulator, const SimulatedCard& c
 {
     auto* iterator = new PeerIterator(simulator, card);
     iterator->main.AddRef();
-    iterator->abandon();
+    iterator->release();
     return &iterator->main;
 }

@@ -5,23 +5,23 @@
 #include "simulator/PeerIterator.h"
 #include "simulator/Simulator.h"
 
-SimulatedCard::SimulatedCard(Simulator& simulator, int64_t id, std::optional<GroupPlace> place)
-    : SimulatedObject(simulator.ledger, std::to_string(id), simulator.recordOf(std::to_string(id))),
-      id(id),
-      place(std::move(place)),
-      simulator(simulator)
+SimulatedCard::SimulatedCard(Simulator& owner, int64_t number, std::optional<GroupPlace> groupPlace)
+    : SimulatedObject(owner.ledger, std::to_string(number), owner.recordOf(std::to_string(number))),
+      id(number),
+      place(std::move(groupPlace)),
+      simulator(owner)
 {
 }
 
-ResultCode SimulatedCard::query(const char* face, InterfaceId iid, void** out)
+ResultCode SimulatedCard::query(const IUnknown& asked, const char* label, InterfaceId iid, void** out)
 {
     struct Row
     {
         InterfaceId iid;
-        const char* interface;
-        IUnknown* face;
+        const char* name;
+        IUnknown* found;
     };
-    const bool onConfiguration = face == std::string("configuration");
+    const bool onConfiguration = &asked == &configuration;
     const Row rows[] = {
         {IID_ITessarigAttributes, "ITessarigAttributes", &attributes},
         {IID_ITessarigHardwareState, "ITessarigHardwareState",
@@ -36,17 +36,19 @@ ResultCode SimulatedCard::query(const char* face, InterfaceId iid, void** out)
     {
         if (row.iid != iid)
             continue;
-        const ResultCode result = called(face, "QueryInterface", row.interface);
-        const std::string interfacePlace = std::string(row.interface) + "@" + face;
-        if (!row.face || record->faults.isAbsent(row.interface) || record->faults.isAbsent(interfacePlace))
+        const ResultCode result = recordCall(label, "QueryInterface", row.name);
+        const Faults& faults = record->faults;
+        const std::string interface = row.name;
+        if (!row.found || faults.isAbsent(interface) ||
+            (onConfiguration && faults.isAbsent(interface + "@configuration")))
             return E_NOINTERFACE;
         if (result != S_OK)
             return result;
-        row.face->AddRef();
-        *out = row.face;
+        row.found->AddRef();
+        *out = row.found;
         return S_OK;
     }
-    return SimulatedObject::query(face, iid, out);
+    return E_NOINTERFACE;
 }
 
 void SimulatedCard::change(const std::string& setting, const std::string& value)
@@ -60,12 +62,12 @@ void SimulatedCard::change(const std::string& setting, const std::string& value)
 
 void SimulatedCard::raise(uint32_t topic, int64_t param1, int64_t param2)
 {
-    hold();
+    retain();
     simulator.deliveryThreads.post(id,
                                    [this, topic, param1, param2]
                                    {
                                        subscriptions.deliver(topic, param1, param2);
-                                       abandon();
+                                       release();
                                    });
 }
 
@@ -76,14 +78,14 @@ std::string SimulatedCard::savedValue(const std::string& setting) const
     return entry == savedSettings.end() ? std::string() : entry->second;
 }
 
-ResultCode SimulatedCard::persist(const char* face)
+ResultCode SimulatedCard::persist(const char* label)
 {
     Settings present;
     {
         const std::lock_guard lock(settingsMutex);
         present = settings;
     }
-    if (const ResultCode result = called(face, "PersistState"); result != S_OK)
+    if (const ResultCode result = recordCall(label, "PersistState"); result != S_OK)
         return result;
     if (!simulator.saveSettings(id, present))
         return E_FAIL;
@@ -94,7 +96,7 @@ ResultCode SimulatedCard::persist(const char* face)
 
 ResultCode SimulatedCard::Attributes::GetInt(uint32_t code, int64_t* value)
 {
-    const ResultCode result = object.called(face, "GetInt", codeText(code));
+    const ResultCode result = recordCall("GetInt", codeText(code));
     if (result != S_OK)
         return result;
     if (!object.place)
@@ -115,29 +117,29 @@ ResultCode SimulatedCard::Attributes::GetInt(uint32_t code, int64_t* value)
 
 int32_t SimulatedCard::HardwareState::HandleHardwareNotification(uint32_t value)
 {
-    return static_cast<int32_t>(object.called(face, "HandleHardwareNotification", std::to_string(value)));
+    return static_cast<int32_t>(recordCall("HandleHardwareNotification", std::to_string(value)));
 }
 
 int32_t SimulatedCard::HardwareState::HandleHardwareNotificationEx(uint32_t value, int64_t extra)
 {
     return static_cast<int32_t>(
-        object.called(face, "HandleHardwareNotificationEx", std::to_string(value) + " " + std::to_string(extra)));
+        recordCall("HandleHardwareNotificationEx", std::to_string(value) + " " + std::to_string(extra)));
 }
 
-ResultCode SimulatedCard::HardwareState::PersistState() { return object.persist(face); }
+ResultCode SimulatedCard::HardwareState::PersistState() { return object.persist(label); }
 
-ResultCode SimulatedCard::HardwareState::PrepareDevice() { return object.called(face, "PrepareDevice"); }
+ResultCode SimulatedCard::HardwareState::PrepareDevice() { return recordCall("PrepareDevice"); }
 
-ResultCode SimulatedCard::HardwareState::PrepareGroup() { return object.called(face, "PrepareGroup"); }
+ResultCode SimulatedCard::HardwareState::PrepareGroup() { return recordCall("PrepareGroup"); }
 
 ResultCode SimulatedCard::Configuration::HardwareNotificationHandled()
 {
-    return object.called(face, "HardwareNotificationHandled");
+    return recordCall("HardwareNotificationHandled");
 }
 
 ResultCode SimulatedCard::Notification::Subscribe(uint32_t topic, ITessarigNotificationCallback* callback)
 {
-    const ResultCode result = object.called(face, "Subscribe", codeText(topic));
+    const ResultCode result = recordCall("Subscribe", codeText(topic));
     if (result == S_OK)
         object.subscriptions.add(topic, callback);
     return result;
@@ -146,13 +148,13 @@ ResultCode SimulatedCard::Notification::Subscribe(uint32_t topic, ITessarigNotif
 ResultCode SimulatedCard::Notification::Unsubscribe(uint32_t topic, ITessarigNotificationCallback* callback)
 {
     object.subscriptions.remove(topic, callback); // whatever it answers, it keeps its promise
-    return object.called(face, "Unsubscribe", codeText(topic));
+    return recordCall("Unsubscribe", codeText(topic));
 }
 
 ResultCode SimulatedCard::Broadcaster::Post(uint32_t topic, int64_t param1, int64_t param2)
 {
     const std::string argument = codeText(topic) + " " + std::to_string(param1) + " " + std::to_string(param2);
-    const ResultCode result = object.called(face, "Post", argument);
+    const ResultCode result = recordCall("Post", argument);
     if (result == S_OK)
         object.raise(topic, param1, param2);
     return result;
@@ -160,7 +162,7 @@ ResultCode SimulatedCard::Broadcaster::Post(uint32_t topic, int64_t param1, int6
 
 ResultCode SimulatedCard::PeerDevice::GetDevice(ITessarig** out)
 {
-    const ResultCode result = object.called(face, "GetDevice");
+    const ResultCode result = recordCall("GetDevice");
     if (result != S_OK)
         return result;
     object.device.AddRef();
@@ -170,7 +172,7 @@ ResultCode SimulatedCard::PeerDevice::GetDevice(ITessarig** out)
 
 ResultCode SimulatedCard::PeerDevice::GetPeerIterator(ITessarigPeerIterator** out)
 {
-    const ResultCode result = object.called(face, "GetPeerIterator");
+    const ResultCode result = recordCall("GetPeerIterator");
     if (result == S_OK)
         *out = iteratePeers(object.simulator, object);
     return result;

@@ -30,9 +30,9 @@ class SimulatedCard final : public SimulatedObject
 public:
     using Settings = std::map<std::string, std::string>;
 
-    SimulatedCard(Simulator& simulator, int64_t id, std::optional<GroupPlace> place = {});
+    SimulatedCard(Simulator& owner, int64_t number, std::optional<GroupPlace> groupPlace = {});
 
-    ResultCode query(const char* face, InterfaceId iid, void** out) override;
+    ResultCode query(const IUnknown& asked, const char* label, InterfaceId iid, void** out) override;
 
     /// Somebody turned a knob: changes the setting and raises `setd`.
     void change(const std::string& setting, const std::string& value);
@@ -44,16 +44,15 @@ public:
     const int64_t id;
     const std::optional<GroupPlace> place; ///< Nothing for a plain card.
 
-    struct Attributes final : Face<ITessarigAttributes, SimulatedCard>
+    struct Attributes final : Interface<ITessarigAttributes, SimulatedCard>
     {
-        using Face::Face;
-        void position3() override { placeholderCalled(); }
+        using Interface::Interface;
         ResultCode GetInt(uint32_t id, int64_t* value) override;
     };
 
-    struct HardwareState final : Face<ITessarigHardwareState, SimulatedCard>
+    struct HardwareState final : Interface<ITessarigHardwareState, SimulatedCard>
     {
-        using Face::Face;
+        using Interface::Interface;
         int32_t HandleHardwareNotification(uint32_t value) override;
         int32_t HandleHardwareNotificationEx(uint32_t value, int64_t extra) override;
         ResultCode PersistState() override;
@@ -61,63 +60,45 @@ public:
         ResultCode PrepareGroup() override;
     };
 
-    struct Configuration final : Face<ITessarigConfiguration, SimulatedCard>
+    struct Configuration final : Interface<ITessarigConfiguration, SimulatedCard>
     {
-        using Face::Face;
-        void position3() override { placeholderCalled(); }
-        void position4() override { placeholderCalled(); }
-        void position5() override { placeholderCalled(); }
-        void position6() override { placeholderCalled(); }
-        void position7() override { placeholderCalled(); }
-        void position8() override { placeholderCalled(); }
-        void position9() override { placeholderCalled(); }
-        void position10() override { placeholderCalled(); }
-        void position11() override { placeholderCalled(); }
-        void position12() override { placeholderCalled(); }
-        void position13() override { placeholderCalled(); }
-        void position14() override { placeholderCalled(); }
-        void position15() override { placeholderCalled(); }
-        void position16() override { placeholderCalled(); }
-        void position17() override { placeholderCalled(); }
-        void position18() override { placeholderCalled(); }
+        using Interface::Interface;
         ResultCode HardwareNotificationHandled() override;
     };
 
-    struct Notification final : Face<ITessarigNotification, SimulatedCard>
+    struct Notification final : Interface<ITessarigNotification, SimulatedCard>
     {
-        using Face::Face;
+        using Interface::Interface;
         ResultCode Subscribe(uint32_t topic, ITessarigNotificationCallback* callback) override;
         ResultCode Unsubscribe(uint32_t topic, ITessarigNotificationCallback* callback) override;
     };
 
-    struct Broadcaster final : Face<ITessarigTopicBroadcaster, SimulatedCard>
+    struct Broadcaster final : Interface<ITessarigTopicBroadcaster, SimulatedCard>
     {
-        using Face::Face;
+        using Interface::Interface;
         ResultCode Post(uint32_t topic, int64_t param1, int64_t param2) override;
     };
 
-    struct PeerDevice final : Face<ITessarigPeerDevice, SimulatedCard>
+    struct PeerDevice final : Interface<ITessarigPeerDevice, SimulatedCard>
     {
-        using Face::Face;
+        using Interface::Interface;
         ResultCode GetDevice(ITessarig** out) override;
-        void position4() override { placeholderCalled(); }
-        void position5() override { placeholderCalled(); }
         ResultCode GetPeerIterator(ITessarigPeerIterator** out) override;
     };
 
-    Face<ITessarig> device{*this, "device"};
+    Interface<ITessarig> device{*this, "device"};
     Attributes attributes{*this, "attributes"};
     HardwareState stateOfDevice{*this, "state(device)"};
     HardwareState stateOfConfiguration{*this, "state(configuration)"};
     Configuration configuration{*this, "configuration"};
     Notification notification{*this, "notification"};
     Broadcaster broadcaster{*this, "broadcaster"};
-    Face<ITessarigGroupedDevice> groupedDevice{*this, "grouped"};
+    Interface<ITessarigGroupedDevice> groupedDevice{*this, "grouped"};
     PeerDevice peerDevice{*this, "peer"};
 
 private:
     ~SimulatedCard() override = default;
-    ResultCode persist(const char* face);
+    ResultCode persist(const char* label);
 
     Simulator& simulator;
     Subscriptions subscriptions;

@@ -4,43 +4,37 @@
 #include <cstdlib>
 #include <utility>
 
-SimulatedObject::SimulatedObject(Ledger& ledger, std::string name, std::shared_ptr<Record> record)
-    : record(std::move(record)), ledger(ledger), name(std::move(name))
+SimulatedObject::SimulatedObject(Ledger& counted, std::string holder, std::shared_ptr<Record> kept)
+    : record(std::move(kept)), ledger(counted), name(std::move(holder))
 {
 }
 
-ResultCode SimulatedObject::query(const char*, InterfaceId, void**) { return E_NOINTERFACE; }
+ResultCode SimulatedObject::query(const IUnknown&, const char*, InterfaceId, void**) { return E_NOINTERFACE; }
 
-void SimulatedObject::hold() { ++holders; }
+void SimulatedObject::retain() { ++holders; }
 
-void SimulatedObject::abandon()
+void SimulatedObject::release()
 {
     if (--holders == 0)
         delete this;
 }
 
-void SimulatedObject::referenceAdded()
+void SimulatedObject::addReference()
 {
     ledger.add(name);
-    hold();
+    retain();
 }
 
-void SimulatedObject::referenceRemoved()
+void SimulatedObject::removeReference()
 {
     ledger.remove(name);
-    abandon();
+    release();
 }
 
-ResultCode SimulatedObject::called(const char* face, const char* operation, const std::string& argument)
+ResultCode SimulatedObject::recordCall(const char* label, const char* operation, const std::string& argument)
 {
-    record->calls.add(face, operation, argument);
+    record->calls.add(label, operation, argument);
     return record->faults.answer(operation, argument);
-}
-
-void placeholderCalled()
-{
-    fprintf(stderr, "simulator: a position without a name was called\n");
-    abort();
 }
 
 void releasedTooOften(const char* what)

@@ -9,9 +9,6 @@
 #include "simulator/Faults.h"
 #include "simulator/Ledger.h"
 
-/// Stands at the positions of a table that nobody may call.
-[[noreturn]] void placeholderCalled();
-
 /// A reference was given back that was never held: nothing after that could be trusted.
 [[noreturn]] void releasedTooOften(const char* what);
 
@@ -22,31 +19,31 @@ struct Record
     CallLog calls;
 };
 
-/// One object behind the boundary, with all the faces that it shows there: a device with its interfaces, or a single
-/// thing such as the discovery.
+/// One object behind the boundary, with all the interfaces that it shows there: a device, or a single thing such as the
+/// discovery. Safe from any thread.
 ///
-/// It lives until its maker has called abandon() and the last reference on any of its faces has been given back.
+/// It lives until its maker has called release() and the last reference on any of its interfaces has been given back.
 class SimulatedObject
 {
 public:
-    SimulatedObject(Ledger& ledger, std::string name, std::shared_ptr<Record> record);
+    SimulatedObject(Ledger& counted, std::string holder, std::shared_ptr<Record> kept);
     SimulatedObject(const SimulatedObject&) = delete;
     SimulatedObject& operator=(const SimulatedObject&) = delete;
 
-    /// Answers a query on one face; on success one reference on the face found goes to the caller.
-    virtual ResultCode query(const char* face, InterfaceId iid, void** out);
+    /// Answers a query on the interface `asked`; on success one reference on the one found goes to the caller. `label`
+    /// is for the call log.
+    virtual ResultCode query(const IUnknown& asked, const char* label, InterfaceId iid, void** out);
 
-    /// The maker's end of it. The object may be gone when this returns.
-    void abandon();
-    /// Keeps the object alive without counting as a reference of the other side; each is ended by abandon().
-    void hold();
-
-    /// Called by the faces.
-    void referenceAdded();
-    void referenceRemoved();
+    /// Keeps the object alive without counting as a reference of the other side.
+    void retain();
+    /// Ends one retain(), or the maker's hold. The object may be gone when this returns.
+    void release();
+    /// The same for references of the other side, which the ledger counts.
+    void addReference();
+    void removeReference();
 
     /// Notes the call, then waits or gives a code if the object is to misbehave.
-    ResultCode called(const char* face, const char* operation, const std::string& argument = {});
+    ResultCode recordCall(const char* label, const char* operation, const std::string& argument = {});
 
     const std::shared_ptr<Record> record;
 
@@ -60,18 +57,19 @@ private:
     std::atomic<int64_t> holders = 1;
 };
 
-/// One interface of an object of the class `Owner`. `Interface` is what the other side sees.
-template <typename Interface, typename Owner = SimulatedObject>
-class Face : public Interface
+/// One interface of an object of the class `Object`. `Base` is what the other side sees, `label` what the call log
+/// calls it.
+template <typename Base, typename Object = SimulatedObject>
+class Interface : public Base
 {
 public:
-    Face(Owner& object, const char* face) : object(object), face(face) {}
+    Interface(Object& owner, const char* text) : object(owner), label(text) {}
 
-    ResultCode QueryInterface(InterfaceId iid, void** out) override { return object.query(face, iid, out); }
+    ResultCode QueryInterface(InterfaceId iid, void** out) override { return object.query(*this, label, iid, out); }
 
     int64_t AddRef() override
     {
-        object.referenceAdded();
+        object.addReference();
         return ++references;
     }
 
@@ -79,14 +77,19 @@ public:
     {
         const int64_t left = --references;
         if (left < 0)
-            releasedTooOften(face);
-        object.referenceRemoved();
+            releasedTooOften(label);
+        object.removeReference();
         return left;
     }
 
 protected:
-    Owner& object;
-    const char* const face;
+    ResultCode recordCall(const char* operation, const std::string& argument = {})
+    {
+        return object.recordCall(label, operation, argument);
+    }
+
+    Object& object;
+    const char* const label;
 
 private:
     std::atomic<int64_t> references = 0;

@@ -12,11 +12,10 @@ class SimulatedInformation final : public SimulatedObject
 public:
     using SimulatedObject::SimulatedObject;
 
-    struct Main final : Face<ITessarigAPIInformation, SimulatedInformation>
+    struct Main final : Interface<ITessarigAPIInformation, SimulatedInformation>
     {
-        using Face::Face;
-        void position3() override { placeholderCalled(); }
-        ResultCode GetInt(uint32_t id, int64_t*) override { return object.called(face, "GetInt", codeText(id)); }
+        using Interface::Interface;
+        ResultCode GetInt(uint32_t id, int64_t*) override { return recordCall("GetInt", codeText(id)); }
     };
 
     Main main{*this, "information"};
@@ -27,20 +26,20 @@ class SimulatedDiscovery final : public SimulatedObject
 public:
     using SimulatedObject::SimulatedObject;
 
-    struct Main final : Face<ITessarigDiscovery, SimulatedDiscovery>
+    struct Main final : Interface<ITessarigDiscovery, SimulatedDiscovery>
     {
-        using Face::Face;
+        using Interface::Interface;
 
         ResultCode InstallDeviceNotifications(ITessarigDeviceNotificationCallback* callback) override
         {
-            const ResultCode result = object.called(face, "InstallDeviceNotifications");
+            const ResultCode result = recordCall("InstallDeviceNotifications");
             return result == S_OK ? Simulator::instance().install(callback) : result;
         }
 
         ResultCode UninstallDeviceNotifications() override
         {
             Simulator::instance().uninstall();
-            return object.called(face, "UninstallDeviceNotifications");
+            return recordCall("UninstallDeviceNotifications");
         }
     };
 
@@ -54,11 +53,11 @@ auto* create(Ledger& ledger, const char* name, const char* factory, std::shared_
     record->calls.add("library", factory, {});
     const bool fails = record->faults.answer(factory, {}) != S_OK;
     auto* object = new Object(ledger, name, std::move(record));
-    auto* face = fails ? nullptr : &object->main;
-    if (face)
-        face->AddRef();
-    object->abandon();
-    return face;
+    auto* made = fails ? nullptr : &object->main;
+    if (made)
+        made->AddRef();
+    object->release();
+    return made;
 }
 
 }
@@ -73,7 +72,7 @@ Simulator::Simulator() : saveSettings(::saveSettings) {}
 
 bool Simulator::plug(int64_t id, const std::optional<GroupPlace>& place)
 {
-    Card card(new SimulatedCard(*this, id, place), [](SimulatedCard* unused) { unused->abandon(); });
+    Card card(new SimulatedCard(*this, id, place), [](SimulatedCard* unused) { unused->release(); });
     std::unique_lock lock(mutex);
     if (!slots.try_emplace(id, Slot{card}).second)
         return false;

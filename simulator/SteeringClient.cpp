@@ -28,7 +28,7 @@ std::string explain(const std::string& path, int number)
 
 }
 
-SteeringClient::SteeringClient(const std::string& path) : path(path)
+SteeringClient::SteeringClient(const std::string& socketPath) : path(socketPath)
 {
     const auto address = addressOf(path);
     descriptor = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));

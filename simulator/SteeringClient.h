@@ -4,13 +4,13 @@
 
 #include "preferences/Owner.h"
 
-/// The client's end: sends one line and waits for the line of answer. The answer is empty if there is nobody at the
-/// path or the connection broke; then `error` says what a person has to know, with the path.
+/// Sends commands to a simulator, over a connection that lasts as long as the object. One thread at a time.
 class SteeringClient
 {
 public:
-    explicit SteeringClient(const std::string& path);
+    explicit SteeringClient(const std::string& socketPath);
 
+    /// Waits for the line of answer. Empty if nobody answers; then `error` says why, with the path.
     std::string ask(const std::string& line);
 
     std::string error;

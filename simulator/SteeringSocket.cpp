@@ -8,14 +8,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <system_error>
 #include <utility>
 
 #include "simulator/Commands.h"
 #include "simulator/LineSocket.h"
 
-SteeringSocket::SteeringSocket(Simulator& simulator, const std::string& path) : simulator(simulator), path(path)
+SteeringSocket::SteeringSocket(Simulator& steered, const std::string& place) : simulator(steered), path(place)
 {
     const auto address = addressOf(path);
     if (!address)
@@ -96,20 +95,15 @@ void SteeringSocket::serve(Connection& connection)
     connection.descriptor = Descriptor();
 }
 
-/// On the acceptor alone.
+/// On the acceptor alone. A thread that has said that it ended needs the mutex no more.
 void SteeringSocket::removeEnded()
 {
-    std::list<Connection> ended;
-    {
-        const std::lock_guard lock(mutex);
-        for (auto entry = connections.begin(); entry != connections.end();)
+    const std::lock_guard lock(mutex);
+    connections.remove_if(
+        [](Connection& connection)
         {
-            const auto next = std::next(entry);
-            if (entry->ended)
-                ended.splice(ended.end(), connections, entry);
-            entry = next;
-        }
-    }
-    for (Connection& connection : ended)
-        connection.thread.join();
+            if (connection.ended)
+                connection.thread.join();
+            return connection.ended;
+        });
 }

@@ -16,7 +16,7 @@ class SteeringSocket
 public:
     /// Replaces whatever stands at the path; only the daemon's own user may connect. Without success there is simply no
     /// socket; the reason goes to stderr.
-    SteeringSocket(Simulator& simulator, const std::string& path);
+    SteeringSocket(Simulator& steered, const std::string& place);
     /// Ends all connections and removes the socket.
     ~SteeringSocket();
     SteeringSocket(const SteeringSocket&) = delete;

@@ -1,13 +1,16 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "simulator/SteeringClient.h"
+#include "simulator/Words.h"
 
 namespace
 {
@@ -16,53 +19,31 @@ constexpr int refused = 1;
 constexpr int unreachable = 2;
 constexpr const char* socketVariable = "TESSARIG_SIMULATOR_SOCKET";
 
-struct Argument
+/// What stands in an argument's place, one in a line.
+std::string choicesOf(const Argument& argument)
 {
-    const char* name;
-    const char* description;
-    int most; ///< So many of it; if it is negative none is needed.
-};
-
-struct Word
-{
-    const char* name;
-    const char* description;
-    std::vector<Argument> arguments;
-};
-
-const Argument card = {"ID", "The card's number", 1};
-const Argument object = {"ID", "The card's number, or api for the library's own objects", 1};
-const Argument call = {"CALL", "The call's name, or with an argument as in Subscribe:setd", 1};
-
-const Word words[] = {
-    {"plug", "A card comes", {card, {"PLACE", "group=N of=N order=N peer=N peers=ID,ID: its place in a group", -5}}},
-    {"unplug", "A card goes", {card}},
-    {"change", "A setting of a card changes", {card, {"SETTING", "NAME=VALUE; quote a value with blanks", 1}}},
-    {"hardware",
-     "A card's hardware reports something",
-     {card, {"VALUE", "What, as in 42 or 0x2a", 1}, {"EXTRA", "A second value", -1}}},
-    {"fail",
-     "A call fails from now on",
-     {object, call, {"CODE", "What it answers; 0 ends that", 1}, {"TIMES", "Only so many calls fail", -1}}},
-    {"slow", "A call takes longer from now on", {object, call, {"TIME", "200us, 50ms, 2s; 0s ends that", 1}}},
-    {"absent", "A card does not have an interface from now on", {object, {"INTERFACE", "The interface's name", 1}}},
-    {"list", "The cards that are plugged", {}},
-    {"calls", "What a card, or everything, was asked", {{"ID", "Of this card alone, or of the library: api", -1}}},
-    {"references", "How many references the daemon holds, and on what", {}},
-};
+    std::string choices;
+    for (const std::string& choice : argument.choices)
+        choices += "\n  " + choice;
+    return choices;
+}
 
 void addWords(CLI::App& app)
 {
-    for (const Word& word : words)
+    for (const Word& word : allWords)
     {
         CLI::App* command = app.add_subcommand(word.name, word.description);
+        std::string footer;
         for (const Argument& argument : word.arguments)
         {
             CLI::Option* option = command->add_option(argument.name)->description(argument.description);
-            option->required(argument.most > 0);
-            if (argument.most < -1)
-                option->expected(1, -argument.most)->allow_extra_args();
+            option->required(argument.minCount > 0);
+            if (argument.maxCount > 1)
+                option->expected(1, static_cast<int>(argument.maxCount))->allow_extra_args();
+            if (argument.choices.size() > 1)
+                footer += std::string(argument.name) + " is one of" + choicesOf(argument) + "\n";
         }
+        command->footer(footer);
     }
 }
 
@@ -96,13 +77,42 @@ int runInput(SteeringClient& client)
     return worst;
 }
 
+/// Prints what may stand behind these words.
+void complete(const std::vector<std::string>& said)
+{
+    if (said.empty())
+    {
+        puts("--help");
+        for (const Word& word : allWords)
+            puts(word.name);
+        return;
+    }
+    const Word* word = findWord(said[0]);
+    if (!word || word->arguments.empty())
+        return;
+    const size_t last = word->arguments.size() - 1;
+    const Argument& argument = word->arguments[std::min(said.size() - 1, last)];
+    if (said.size() - 1 > last && argument.maxCount == 1)
+        return;
+    puts(choicesOf(argument).c_str());
+    if (const char* path = getenv(socketVariable); path && argument.cards)
+        if (const std::string answer = SteeringClient(path).ask("list"); answer.starts_with("ok"))
+            puts(answer.c_str() + strlen("ok"));
+}
+
 /// Says one command, or, without words, each line of standard input. The status is that of the worst answer.
 int steer(int argc, char** argv)
 {
+    if (argc > 1 && argv[1] == std::string_view("--complete")) // the shell asks
+    {
+        complete({argv + 2, argv + argc});
+        return 0;
+    }
     CLI::App app("Steers the simulated cards of a daemon. Without a word it takes lines of words from its input.",
                  "simctl");
-    app.footer(std::string("simctl WORD --help tells a word's arguments. The environment variable ") + socketVariable +
-               "\nsays where the daemon's socket is.");
+    app.footer(
+        std::string("simctl WORD --help tells a word's arguments. Faults may be told before the card is there.\n") +
+        "The environment variable " + socketVariable + " says where the daemon's socket is.");
     app.require_subcommand(0, 1);
     addWords(app);
     try

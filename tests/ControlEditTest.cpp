@@ -1,3 +1,5 @@
+#include <sys/mount.h>
+
 #include "preferences/SharedPreferenceMutex.h"
 #include "tests/ControlTest.h"
 
@@ -126,7 +128,11 @@ TEST_F(ControlEditTest, WhatIsSetIsReadAgainAsItWasOrRefused)
     EXPECT_EQ(control({"list", "group16"}).output, "group16  A  \xC3\xA9\\x1B\n");
     EXPECT_EQ(control({"list", "--json", "group16"}).output,
               "{\"key\":\"group16\",\"name\":\"A\",\"value\":\"\xC3\xA9\\u001b\"}\n");
+}
 
+TEST_F(ControlEditTest, RefusesWhatIsNotThereOrMakesNoSense)
+{
+    writePreferences(card("17", attribute("Na me", "%s ")) + "<group id=\"16\">" + attribute("A", "b") + "</group>");
     const std::string before = contents(preferencePath);
     for (const Lines& words : {Lines{"set", "agroup1", "A", "b"},
                                {"set", " 17", "A", "b"},
@@ -156,9 +162,8 @@ TEST_F(ControlEditTest, WhatIsSetIsReadAgainAsItWasOrRefused)
     EXPECT_NE(control({"--nope"}).errors.find("'--nope'"), std::string::npos);
     environment["HOME"] = "";
     EXPECT_EQ(control({"list", "--user"}).errors, "ostrivanectl: HOME is not set, so there is no user's own file\n");
-    const Lines limited = {"/usr/bin/prlimit", "--fsize=150", CONTROL_BINARY, "set", "17", "A", "b"};
-    EXPECT_EQ(Child(limited, stage / "control-errors", environment, stage / "output").wait(), 1);
-    EXPECT_EQ(controlErrors(), "ostrivanectl: " + preferencePath + " can't be written: File too large\n");
+    EXPECT_EQ(controlBy({"/usr/bin/prlimit", "--fsize=150"}, {"set", "17", "A", "b"}),
+              (Outcome{1, "", "ostrivanectl: " + preferencePath + " can't be written: File too large\n"}));
     EXPECT_EQ(contents(preferencePath), before);
 
     EXPECT_EQ(control({"unset", "17", "Na me"}).status, 0);
@@ -274,16 +279,89 @@ TEST_F(ControlEditTest, WhoMayNotReplaceTheFileIsToldBeforeAnythingHappens)
     std::filesystem::permissions(home + "/.config", std::filesystem::perms(0555));
     environment["HOME"] = home;
     editWith("echo the editor ran");
-    for (const Lines& words : {Lines{"set", "1", "A", "b"}, {"unset", "1"}, {"edit"}, {"import", file}})
-    {
-        Lines all = {"/usr/bin/setpriv", "--inh-caps",    "-dac_override",
-                     "--bounding-set",   "-dac_override", CONTROL_BINARY};
-        all.insert(all.end(), words.begin(), words.end());
-        all.push_back("--user");
-        EXPECT_EQ(Child(all, stage / "control-errors", environment, stage / "output").wait(), 1);
-        EXPECT_EQ(controlErrors(), "ostrivanectl: no right to replace " + file + ", which takes writing in " + home +
-                                       "/.config: Permission denied\n");
-        EXPECT_EQ(contents(stage / "output"), "");
-    }
+    for (const Lines& words : {Lines{"set", "1", "A", "b", "--user"},
+                               {"unset", "1", "--user"},
+                               {"edit", "--user"},
+                               {"import", file, "--user"}})
+        EXPECT_EQ(
+            controlBy({"/usr/bin/setpriv", "--inh-caps", "-dac_override", "--bounding-set", "-dac_override"}, words),
+            (Outcome{1, "",
+                     "ostrivanectl: no right to replace " + file + ", which takes writing in " + home +
+                         "/.config: Permission denied\n"}));
     EXPECT_EQ(contents(file), "<QuillstonePreferences/>");
+}
+
+TEST_F(ControlEditTest, AFullDiskLeavesTheFileAsItWas)
+{
+    if (!mayMount())
+        GTEST_SKIP() << "mounts something";
+    environment["HOME"] = stage / "home";
+    const std::string file = stage / "home/.config/quillstone/QuillstonePreferences.xml";
+    ASSERT_EQ(std::system(("cd " + stage.folder + "; mkdir home; mount -t tmpfs -o size=32k tmpfs home").c_str()), 0);
+    EXPECT_EQ(control({"set", "17", "A", "b", "--user"}), (Outcome{0, "", ""}));
+    const std::string before = contents(file);
+    EXPECT_NE(std::system(("cat /dev/zero >" + (stage / "home/rest") + " 2>&-").c_str()), 0);
+    EXPECT_EQ(control({"set", "17", "A", "c", "--user"}),
+              (Outcome{1, "", "ostrivanectl: " + file + " can't be written: No space left on device\n"}));
+    EXPECT_EQ(contents(file), before);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(stage / "home/.config"), {}), 1);
+    EXPECT_EQ(umount((stage / "home").c_str()), 0);
+}
+
+TEST_F(ControlEditTest, ASignalEndsAWriterOnceTheFileIsWholeAndTheMutexFree)
+{
+    Child daemon = runDaemon();
+    SharedPreferenceMutex mutex;
+    ASSERT_TRUE(mutex.open(false));
+    const std::string source = stage / "source.xml";
+    std::ofstream(source) << "<QuillstonePreferences>" << card("17", attribute("A", "b")) << "</QuillstonePreferences>";
+    editWith("cp " + source + " \"$copy\"");
+    signal(SIGIO, SIG_IGN); // tells of a lease that somebody waits for
+    for (const Lines& words : {Lines{"set", "17", "A", "b"}, {"import", source}, {"edit"}})
+    {
+        writePreferences(card("17", attribute("A", "a")));
+        mutex.lock();
+        Child writer = startControl(words);
+        const std::string call = "/proc/" + std::to_string(writer.pid) + "/syscall", inFutex = "202 ";
+        EXPECT_TRUE(waitFor([&] { return contents(call).starts_with(inFutex); }));
+        Descriptor lease(open(preferencePath.c_str(), O_RDONLY | O_CLOEXEC)); // the writer's read waits for it
+        EXPECT_EQ(fcntl(lease.get(), F_SETLEASE, F_WRLCK), 0);
+        mutex.unlock();
+        EXPECT_TRUE(waitFor([&] { return mutex.holder() == writer.pid; }));
+        kill(writer.pid, SIGINT);
+        kill(writer.pid, SIGTERM);
+        EXPECT_TRUE(staysAt(writer.pid, [&] { return mutex.holder(); }));
+        lease = {};
+        EXPECT_EQ(writer.wait(), -1);
+        ASSERT_EQ(mutex.holder(), 0);
+        EXPECT_EQ(listed(), "17  A  b\n");
+    }
+    EXPECT_EQ(daemon.stop(), 0);
+}
+
+TEST_F(ControlEditTest, AFileThatChangesWhileItIsReadIsReadAsItOnceWasOrNotAtAll)
+{
+    for (const std::string value : {"a", "b", "c"})
+        std::ofstream(stage / value) << "<QuillstonePreferences>"
+                                     << card("1", attribute("A", std::string(1000000, value[0])))
+                                     << "</QuillstonePreferences>";
+    std::filesystem::copy_file(stage / "a", stage / "file");
+    const std::string replacing = "cp $i new; mv new file";
+    for (const std::string& way :
+         {replacing, std::string("cat $i >file"), std::string("dd if=$i of=file bs=1M conv=notrunc")})
+    {
+        Child writer(
+            {"/bin/sh", "-c",
+             "cd " + stage.folder + "; until test -e stop; do for i in a b c; do " + way + "; done; done; rm stop"},
+            stage / "errors");
+        for (int round = 0; round < 10; ++round)
+        {
+            const auto [status, output, errors] = control({"list", "--file", stage / "file"});
+            EXPECT_TRUE(status == 0 || (way != replacing && errors.find(" can't be read: ") != errors.npos)) << errors;
+            for (const char* const oldBeforeNew : {"ab", "bc", "ca"})
+                EXPECT_EQ(output.find(oldBeforeNew), output.npos) << way;
+        }
+        std::ofstream(stage / "stop");
+        EXPECT_EQ(writer.wait(), 0);
+    }
 }

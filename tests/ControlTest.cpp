@@ -1,3 +1,5 @@
+#include <sys/prctl.h>
+
 #include "tests/ControlTest.h"
 
 #include "preferences/Owner.h"
@@ -12,6 +14,9 @@ static std::string lineOf(const std::string& output, const std::string& subject)
             return line;
     return "no line on " + subject;
 }
+
+/// Not in a namespace in which root is the only user.
+static bool mayBecomeAnother() { return geteuid() == 0 && contents("/proc/self/uid_map").ends_with(" 4294967295\n"); }
 
 static void expectIn(const std::string& part, const std::string& text)
 {
@@ -61,10 +66,50 @@ TEST_F(ControlTest, LockHoldsTheMutexForAsLongAsAnythingOfTheCommandRuns)
     EXPECT_EQ(control({"lock", "--", "true"}), (Outcome{0, "", ""}));
 }
 
-TEST_F(ControlTest, TellsWhoHasTheMutexAndWhatStandsInItsPlace)
+TEST_F(ControlTest, AGuardianThatStillWaitsEndsWithItsCaller)
+{
+    Child daemon = runDaemon();
+    SharedPreferenceMutex mutex;
+    ASSERT_TRUE(mutex.open(false));
+    mutex.lock();
+    Child caller = startControl({"lock", "--timeout", "60", "--", "true"});
+    const auto processes = [this] // the caller, and the guardian that has its environment
+    {
+        size_t count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc"))
+        {
+            std::error_code error;
+            count += std::filesystem::read_symlink(entry.path() / "exe", error) == CONTROL_BINARY &&
+                     contents(entry.path() / "environ").find(stage.folder) != std::string::npos;
+        }
+        return count;
+    };
+    EXPECT_TRUE(staysAt(2u, processes));
+    caller.stop(SIGKILL);
+    EXPECT_TRUE(waitFor([&] { return processes() == 0; }));
+    mutex.unlock();
+    EXPECT_EQ(mutex.holder(), 0);
+    EXPECT_EQ(daemon.stop(), 0);
+}
+
+/// A child of the test that has the name, holds the mutex if there is one, and waits.
+static Child runProcess(const char* name, SharedPreferenceMutex& mutex)
+{
+    Child child(fork());
+    if (child.pid == 0)
+    {
+        prctl(PR_SET_NAME, name);
+        mutex.lock();
+        pause();
+        _exit(0);
+    }
+    EXPECT_TRUE(waitFor([&] { return !mutex.segment || mutex.holder() == child.pid; }));
+    return child;
+}
+
+TEST_F(ControlTest, TellsWhoHasTheMutex)
 {
     const auto mutexLine = [this] { return lineOf(control({"status"}).output, "mutex"); };
-    umask(0);
     Child daemon = runDaemon();
     EXPECT_EQ(say("plug 17"), "ok");
     ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Subscribe setd"); }));
@@ -72,31 +117,62 @@ TEST_F(ControlTest, TellsWhoHasTheMutexAndWhatStandsInItsPlace)
 
     SharedPreferenceMutex other;
     ASSERT_TRUE(other.open(false));
-    other.lock();
+    Child holder = runProcess("\x1b[2J\"\n", other);
     EXPECT_EQ(say("change 17 Gain=1"), "ok");
-    const std::string held = "held by machine_tests (pid " + std::to_string(getpid()) + ", user ";
-    EXPECT_TRUE(waitFor([&] { return mutexLine().ends_with("; 1 thread of the daemon waits"); }));
+    const std::string held = "held by \\x1B[2J\"\\n (pid " + std::to_string(holder.pid) + ", user ";
+    EXPECT_TRUE(waitFor([&] { return mutexLine().ends_with("); 1 thread of the daemon waits"); }));
     expectIn("  mutex        " + held, mutexLine());
+    expectIn("\"name\":\"\\u001b[2J\\\"\\n\",", control({"status", "--json"}).output);
     const Outcome late = control({"lock", "--timeout", "0", "--", "true"});
     EXPECT_EQ(late.status, 1);
     expectIn(held, late.errors);
-    other.unlock();
-    ASSERT_TRUE(waitFor([&] { return say("calls 17").ends_with("Post pref 0 0"); }));
+    kill(holder.pid, SIGSTOP);
+    EXPECT_TRUE(waitFor([&] { return mutexLine().ends_with("go on: kill -CONT " + std::to_string(holder.pid)); }));
 
-    const pid_t dead = fork();
-    if (dead == 0)
-    {
-        other.lock();
-        _exit(0);
-    }
-    EXPECT_EQ(Child(dead).wait(), 0);
-    const std::string gone = " is gone (thread " + std::to_string(dead) + ")";
-    expectIn("! mutex        held by one that" + gone, mutexLine());
+    holder.stop(SIGKILL);
+    const std::string thread = "thread " + std::to_string(other.holder());
+    expectIn("! mutex        held by one that is gone (" + thread + ")", mutexLine());
     const auto begin = std::chrono::steady_clock::now();
-    expectIn("who held the shared mutex" + gone, control({"lock", "--", "true"}).errors);
+    expectIn("who held the shared mutex is gone (" + thread + ")", control({"lock", "--", "true"}).errors);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(9)) << "one does not wait for the dead";
+}
 
-    using Row = std::tuple<const char*, const char*>;
+TEST_F(ControlTest, CallsAHolderGoneOnlyWhereNothingIsHidden)
+{
+    if (!mayMount() || !mayBecomeAnother())
+        GTEST_SKIP() << "mounts something and becomes another user";
+    program = stage / "ostrivanectl";
+    std::filesystem::copy_file(CONTROL_BINARY, program);
+    std::filesystem::permissions(stage.folder, std::filesystem::perms(0755));
+    const Lines asNobody = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    Lines hidden = {
+        "/usr/bin/unshare", "--mount", "/bin/sh", "-c", "mount -t proc -o hidepid=2 proc /proc && exec \"$@\"", "sh"};
+    hidden.insert(hidden.end(), asNobody.begin(), asNobody.end());
+
+    SharedPreferenceMutex mutex;
+    ASSERT_TRUE(mutex.open(true));
+    Child holder = runProcess("holder", mutex);
+    const std::string thread = "thread " + std::to_string(holder.pid);
+    const std::string perhaps = "! mutex        held by " + thread + ", which is not seen from here and perhaps gone";
+    expectIn("user root, to judge by its number alone)", controlBy(asNobody, {"status"}).output);
+    expectIn(perhaps, controlBy(hidden, {"status"}).output);
+    expectIn("\"holder\":null,\"gone\":null", controlBy(hidden, {"status", "--json"}).output);
+    holder.stop(SIGKILL);
+    expectIn(perhaps, controlBy(hidden, {"status"}).output);
+    expectIn(perhaps, controlBy({"/usr/bin/unshare", "--pid", "--fork", "--mount-proc"}, {"status"}).output);
+    expectIn("held by one that is gone (" + thread + ")", control({"status"}).output);
+}
+
+TEST_F(ControlTest, TellsWhatStandsInTheMutexsPlace)
+{
+    const auto mutexLine = [this] { return lineOf(control({"status"}).output, "mutex"); };
+    umask(0);
+    Child daemon = runDaemon();
+    struct Row
+    {
+        const char* make;
+        const char* text;
+    };
     for (const auto& [make, text] : {Row{"mkdir", "a directory"},
                                      {"mkfifo", "neither file nor directory"},
                                      {"ln -s /etc/passwd", "a symbolic link"},
@@ -111,7 +187,8 @@ TEST_F(ControlTest, TellsWhoHasTheMutexAndWhatStandsInItsPlace)
         expectIn(text, mutexLine());
         const Outcome lock = control({"lock", "--timeout", "0.05", "--", "true"});
         EXPECT_EQ(lock.status, 1);
-        expectIn("is no shared mutex", lock.errors);
+        expectIn("is no shared mutex: ", lock.errors);
+        expectIn(text, lock.errors);
     }
     std::filesystem::remove(segmentPath);
     expectIn("its name was taken away", mutexLine());
@@ -120,11 +197,29 @@ TEST_F(ControlTest, TellsWhoHasTheMutexAndWhatStandsInItsPlace)
     expectIn("! mutex        free -> it is not the running daemon's", mutexLine());
 }
 
+TEST_F(ControlTest, CountsNoProcessAsADaemonForItsNameAlone)
+{
+    if (!mayBecomeAnother())
+        GTEST_SKIP() << "becomes another user";
+    SharedPreferenceMutex none;
+    Child named = runProcess("OstrivaneHelper", none);
+    std::filesystem::permissions(stage.folder, std::filesystem::perms(0755));
+    std::filesystem::create_directory(stage / "stranger");
+    std::filesystem::copy_file("/bin/sleep", stage / "stranger/OstrivaneHelper");
+    Child stranger({"/usr/bin/setpriv", "--reuid=65534", "--clear-groups", stage / "stranger/OstrivaneHelper", "60"},
+                   stage / "errors");
+    for (const Child* child : {&named, &stranger})
+        EXPECT_TRUE(
+            waitFor([&] { return contents("/proc/" + std::to_string(child->pid) + "/comm") == "OstrivaneHelper\n"; }));
+    EXPECT_EQ(lineOf(control({"status"}).output, "daemon"),
+              "! daemon       none runs -> systemctl start ostrivane-helper");
+}
+
 TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
 {
-    const Outcome without = control({"status"});
-    EXPECT_EQ(without.status, 1);
-    EXPECT_EQ(lineOf(without.output, "daemon"), "! daemon       none runs -> systemctl start ostrivane-helper");
+    const Outcome none = control({"status"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(lineOf(none.output, "daemon"), "! daemon       none runs -> systemctl start ostrivane-helper");
 
     writePreferences("<card id='17'><attribute name='Label' value='A'/></card>");
     Child daemon = runDaemon();
@@ -159,6 +254,11 @@ TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
         expectIn(part, json.output);
 }
 
+static bool isInPoll(const Child& child)
+{
+    return contents("/proc/" + std::to_string(child.pid) + "/syscall").starts_with("7 ");
+}
+
 TEST_F(ControlTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
 {
     Child daemon = runDaemon();
@@ -166,9 +266,7 @@ TEST_F(ControlTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
     Child watch = startControl({"watch"});
     const auto prints = [this](const std::string& end)
     { return waitFor([&] { return contents(stage / "output").ends_with("  17  Gain  " + end + "\n"); }); };
-    const std::string inPoll = "7 ";
-    ASSERT_TRUE(
-        waitFor([&] { return contents("/proc/" + std::to_string(watch.pid) + "/syscall").starts_with(inPoll); }));
+    ASSERT_TRUE(waitFor([&] { return isInPoll(watch); }));
 
     EXPECT_EQ(say("change 17 Gain=0.5"), "ok"); // in a folder that is not there yet
     EXPECT_TRUE(prints("(none) -> 0.5"));
@@ -186,4 +284,33 @@ TEST_F(ControlTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
 
     const std::string intoNothing = "set -o pipefail; " CONTROL_BINARY " watch --json | true";
     EXPECT_EQ(Child({"/bin/bash", "-c", intoNothing}, stage / "control-errors").wait(), 0);
+}
+
+TEST_F(ControlTest, WatchFollowsLinksAndFoldersThatComeAndGo)
+{
+    const std::string first = "/etc/quillstone/first", second = "/etc/quillstone/second";
+    std::filesystem::create_directory("/etc/quillstone");
+    std::filesystem::create_symlink("second", first);
+    std::filesystem::create_symlink(stage / "real/file", second);
+    Child watch = startControl({"watch", "--file", first});
+    ASSERT_TRUE(waitFor([&] { return isInPoll(watch); }));
+
+    const std::string shell =
+        "put() { echo \"<QuillstonePreferences><card id='1'><attribute name='A' value='$2'/></card>"
+        "</QuillstonePreferences>\" >$1; }; cd " +
+        stage.folder + "; ";
+    const auto printsAfter = [&](const std::string& step, char value)
+    {
+        EXPECT_EQ(std::system((shell + step).c_str()), 0);
+        const std::string end = {'>', ' ', value, '\n'};
+        return waitFor([&] { return contents(stage / "output").ends_with(end); }, std::chrono::seconds(5));
+    };
+    EXPECT_TRUE(printsAfter("mkdir real; put real/file 1", '1'));
+    EXPECT_TRUE(printsAfter("put new 2; mv new real/file", '2'));
+    EXPECT_TRUE(printsAfter("rm -r real; mkdir real; put real/file 3", '3'));
+    EXPECT_TRUE(printsAfter("mkdir a; put a/file 4; ln -s a folder; ln -sfn $PWD/a/../folder/file " + second, '4'));
+    EXPECT_TRUE(printsAfter("mkdir -p far/away; put far/away/file 5; ln -sfn far/away folder", '5'));
+    EXPECT_TRUE(printsAfter("ln -sfn folder folder; rm folder; mkdir folder; put folder/file 6", '6'));
+    for (const char value : std::string("abcdefghijklmnopqrstuvwxyz")) // faster than the file's times tell
+        EXPECT_TRUE(printsAfter(std::string("put folder/file ") + value, value));
 }

@@ -24,18 +24,24 @@ protected:
 
     ~ControlTest() override { std::filesystem::remove_all("/etc/quillstone"); }
 
-    /// One that goes on beside the test; what it says so far is contents(stage / "output") and controlErrors().
-    Child startControl(Lines words)
+    /// One that goes on beside the test; what it says so far is contents(stage / "output") and controlErrors(). It is
+    /// started by other programs if their words are given.
+    Child startControl(const Lines& words, Lines starter = {})
     {
-        words.insert(words.begin(), CONTROL_BINARY);
-        return Child(words, stage / "control-errors", environment, stage / "output");
+        starter.push_back(program);
+        starter.insert(starter.end(), words.begin(), words.end());
+        return Child(starter, stage / "control-errors", environment, stage / "output");
     }
+
+    std::string program = CONTROL_BINARY;
 
     std::string controlErrors() const { return contents(stage / "control-errors"); }
 
-    Outcome control(const Lines& words)
+    Outcome control(const Lines& words) { return controlBy({}, words); }
+
+    Outcome controlBy(const Lines& starter, const Lines& words)
     {
-        const int status = startControl(words).wait();
+        const int status = startControl(words, starter).wait();
         EXPECT_EQ(controlErrors().find("Sanitizer"), std::string::npos) << controlErrors();
         return {status, contents(stage / "output"), controlErrors()};
     }

@@ -5,7 +5,9 @@
 #include <fstream>
 
 #include "preferences/Owner.h"
+#include "simulator/Commands.h"
 #include "simulator/SteeringSocket.h"
+#include "simulator/Words.h"
 #include "testing/Child.h"
 #include "testing/TemporaryFolder.h"
 #include "tests/SimulatorTest.h"
@@ -47,6 +49,8 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
           {"socket", "</dev/null", ""},
           {"", "--help", "references"},
           {"", "fail --help", "TIMES"},
+          {"", "--complete slow 17", "PersistState"},
+          {"socket", "--complete unplug", "17"},
           {"", "juggle", "juggle", 1},
           {"", "change 17 Label=Studio A", "not expected: A", 1},
           {"", "change 17 'Label=\n'", "one line", 1},
@@ -61,6 +65,8 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
         EXPECT_EQ(child.wait(), status);
         EXPECT_NE(contents("said").find(said), std::string::npos) << contents("said");
     }
+    for (const Word& word : allWords)
+        EXPECT_EQ(execute(simulator, word.name).find("unknown"), std::string::npos) << word.name;
     EXPECT_EQ(simulator.find(17)->stateOfDevice.PersistState(), S_OK);
     EXPECT_EQ(simulator.find(17)->savedValue("Label"), " a  *");
     std::filesystem::current_path(former);
