@@ -78,9 +78,16 @@ TEST_F(HelperDaemonTest, SavesTheStateOfACardThatChanges)
                               "</QuillstonePreferences>\n";
     EXPECT_EQ(contents(preferencePath), saved);
 
-    std::ofstream(preferencePath) << "refused"; // somebody's all the same
+    EXPECT_EQ(say("fail 17 PersistState 5 1"), "ok");
     EXPECT_EQ(say("change 17 Gain=0.6"), "ok");
     EXPECT_TRUE(waitFor([&] { return callsOf("17", "Post") == 2; }));
+    EXPECT_EQ(contents(preferencePath), saved);
+    EXPECT_EQ(say("change 17 Gain=0.7"), "ok");
+    EXPECT_TRUE(waitFor([&] { return contents(preferencePath).find("0.7") != std::string::npos; }));
+    EXPECT_TRUE(waitFor([&] { return callsOf("17", "Post") == 3; }));
+    std::ofstream(preferencePath) << "refused"; // somebody's all the same
+    EXPECT_EQ(say("change 17 Gain=0.8"), "ok");
+    EXPECT_TRUE(waitFor([&] { return callsOf("17", "Post") == 4; }));
     stopInOrder(daemon);
     EXPECT_EQ(contents(preferencePath), "refused");
 }
