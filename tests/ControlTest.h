@@ -59,4 +59,17 @@ protected:
         std::filesystem::create_directories("/etc/quillstone");
         std::ofstream(preferencePath) << "<QuillstonePreferences>" << elements << "</QuillstonePreferences>";
     }
+
+    /// Key, name and value of each setting, as `list` has them.
+    std::string listed() { return control({"list"}).output; }
+
+    static std::string card(const std::string& id, const std::string& attributes)
+    {
+        return "<card id=\"" + id + "\">" + attributes + "</card>";
+    }
+
+    static std::string attribute(const std::string& name, const std::string& value)
+    {
+        return "<attribute name=\"" + name + "\" value=\"" + value + "\"/>";
+    }
 };
