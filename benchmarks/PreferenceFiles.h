@@ -2,7 +2,7 @@
 
 #include <string>
 
-// Preference files to migrate: cards in groups of sixteen, three or four settings a card, and on each group the six
+// Preference files to migrate: cards in groups of sixteen, three or four settings a card, and on each group all
 // settings that move to the cards.
 
 /// Makes the file's folder if it has to.

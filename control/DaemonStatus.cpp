@@ -174,7 +174,8 @@ std::vector<std::string> findLibraries(pid_t process)
 
     std::vector<std::string> found;
     for (const std::string& folder : folders)
-        if (const std::string path = folder + "/" + libraryName; !folder.empty() && access(path.c_str(), F_OK) == 0)
+        if (const auto path = std::filesystem::path(folder) / libraryName;
+            !folder.empty() && access(path.c_str(), F_OK) == 0)
             found.push_back(path);
     return found;
 }

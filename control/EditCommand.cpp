@@ -22,7 +22,7 @@ std::string problemOf(PreferenceFile& edited, const PreferenceStore& base)
                (placed ? "\n" + excerpt(edited.report.line, edited.report.place.column, "    ") : "");
     }
     for (const auto& [key, attributes] : edited.store.table)
-        if (const std::string problem = problemOfNewKey(key, base); !problem.empty())
+        if (std::string problem = problemOfNewKey(key, base); !problem.empty())
             return problem;
     const std::string notKept = edited.notKept();
     return notKept.empty() ? "" : "the file's format can't hold " + notKept + " as it is";

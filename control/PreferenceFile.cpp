@@ -173,7 +173,7 @@ std::string lossesOf(const ReadReport& report)
 
 std::string refusalOf(const ReadReport& report)
 {
-    const std::string reason = visible(report.reason);
+    std::string reason = visible(report.reason);
     if (report.place.line == 0)
         return reason;
     return "line " + std::to_string(report.place.line) + ", column " + std::to_string(report.place.column) + ": " +
