@@ -2,7 +2,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev libtinyxml-dev
+build_packages=(g++ cmake ninja-build pkgconf libboost-dev libboost-filesystem-dev libtinyxml-dev
     libcli11-dev nlohmann-json3-dev systemtap-sdt-dev)
 demo_packages=(socat)
 test_packages=(libgtest-dev strace)
