@@ -6,8 +6,7 @@
 #include "tests/DaemonTest.h"
 #include "tests/Traced.h"
 
-/// What the runtime of a sanitizer would stand in the way of: it intercepts calls and has threads and memory of its
-/// own.
+/// What a sanitizer's runtime would stand in the way of, with its own threads, memory and calls of the system.
 class BareDaemonTest : public DaemonTest
 {
 protected:
@@ -76,13 +75,9 @@ TEST_F(BareDaemonTest, GoesOnWhereAnotherCallFails)
 
 TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
 {
-    Child daemon = run({"-n"});
-    ASSERT_EQ(syslog.take(1), Lines{listeningLine});
-    for (const std::string id : {"1", "2", "3"})
-    {
-        EXPECT_EQ(say("plug " + id), "ok");
-        ASSERT_TRUE(waitFor([&] { return say("calls " + id).ends_with("Subscribe setd"); }));
-    }
+    Child daemon = runDaemon();
+    for (const char* id : {"1", "2", "3"})
+        plug(id);
     ASSERT_TRUE(awaitIdle(daemon.pid, 4));
     const long settled = contextSwitches(daemon.pid);
     EXPECT_FALSE(waitFor([&] { return contextSwitches(daemon.pid) != settled; }, std::chrono::seconds(2)));
@@ -91,25 +86,20 @@ TEST_F(BareDaemonTest, MakesNoContextSwitchWhileItsCardsAreIdle)
 
 TEST_F(BareDaemonTest, GivesTheMemoryOfALargeFileBack)
 {
-    std::filesystem::create_directories("/etc/quillstone");
-    std::ofstream file("/etc/quillstone/QuillstonePreferences.xml");
-    file << "<QuillstonePreferences><card id='1'>";
+    std::string settings;
     for (int name = 0; name < 100'000; ++name)
-        file << "<attribute name='" << name << "' value='1'/>";
-    file << "</card></QuillstonePreferences>" << std::flush;
-    Child daemon = run({"-n"});
-    ASSERT_EQ(syslog.take(1), Lines{listeningLine});
+        settings += "<attribute name='" + std::to_string(name) + "' value='1'/>";
+    writePreferences("<card id='1'>" + settings + "</card>");
+    Child daemon = runDaemon();
     const std::string status = contents("/proc/" + std::to_string(daemon.pid) + "/status");
     const size_t resident = status.find("VmRSS:");
     EXPECT_LT(std::stol(status.substr(resident + strlen("VmRSS:"))), 10'000) << "kB";
     EXPECT_EQ(daemon.stop(), 0);
-    std::filesystem::remove_all("/etc/quillstone");
 }
 
 TEST_F(BareDaemonTest, ADeviceForWhichNoThreadCanBeHadGoesWithoutListener)
 {
-    Child daemon = run({"-n"});
-    ASSERT_EQ(syslog.take(1), Lines{listeningLine});
+    Child daemon = runDaemon();
     SteeringClient client(stage / "socket"); // its thread is there before there are no more
     const auto say = [&](const std::string& line) { return client.ask(line); };
     const auto waitForCall = [&](const std::string& id, const char* call)

@@ -19,10 +19,7 @@ protected:
     Outcome editAnswering(const std::string& answers)
     {
         std::ofstream(stage / "answers") << answers;
-        const int status = Child({"/bin/sh", "-c", std::string(CONTROL_BINARY) + " edit <" + (stage / "answers")},
-                                 stage / "control-errors", environment, stage / "output")
-                               .wait();
-        return {status, contents(stage / "output"), controlErrors()};
+        return controlInShell("edit <" + (stage / "answers"));
     }
 
     ControlEditTest()
@@ -31,11 +28,7 @@ protected:
         std::filesystem::create_directory(stage / "tmp");
     }
 
-    size_t copiesLeft() const
-    {
-        const std::filesystem::directory_iterator copies(stage / "tmp");
-        return static_cast<size_t>(std::distance(begin(copies), end(copies)));
-    }
+    auto copiesLeft() const { return std::distance(std::filesystem::directory_iterator(stage / "tmp"), {}); }
 };
 
 TEST_F(ControlEditTest, ChangesWaitForTheMutexAndLeaveARefusedFileAlone)
@@ -46,7 +39,7 @@ TEST_F(ControlEditTest, ChangesWaitForTheMutexAndLeaveARefusedFileAlone)
     mutex.lock();
     const Outcome late = control({"set", "17", "A", "b", "--timeout", "0.05"});
     EXPECT_EQ(late.status, 1);
-    EXPECT_NE(late.errors.find("is held by"), std::string::npos) << late.errors;
+    expectIn("is held by", late.errors);
     editWith("echo '<QuillstonePreferences>" + card("1", attribute("A", "b")) +
              "</QuillstonePreferences>' >\"$copy\"; echo >" + (stage / "edited"));
     environment["TMPDIR"] = stage / "none";
@@ -70,7 +63,7 @@ TEST_F(ControlEditTest, ChangesWaitForTheMutexAndLeaveARefusedFileAlone)
     {
         const Outcome outcome = control(words);
         EXPECT_TRUE(outcome.status == 1 && outcome.output.empty()) << testing::PrintToString(words);
-        EXPECT_NE(outcome.errors.find(reason), std::string::npos) << outcome.errors;
+        expectIn(reason, outcome.errors);
         EXPECT_EQ(contents(preferencePath), refused);
     }
     const std::string source = stage / "source.xml";
@@ -81,7 +74,6 @@ TEST_F(ControlEditTest, ChangesWaitForTheMutexAndLeaveARefusedFileAlone)
                        "ostrivanectl: replaced a file that could not be read: " + reason +
                            "\nostrivanectl: not taken from " + source + ": text (line 1)\n"}));
     EXPECT_EQ(listed(), "2  A  b\n");
-    EXPECT_EQ(daemon.stop(), 0);
 }
 
 TEST_F(ControlEditTest, CardsSaveWhileAPersonEditsAndHisChangesAreMadeInWhatTheySaved)
@@ -103,8 +95,7 @@ TEST_F(ControlEditTest, CardsSaveWhileAPersonEditsAndHisChangesAreMadeInWhatThey
     EXPECT_EQ(controlErrors(), "ostrivanectl: 'Gain' of '17' was changed meanwhile: it was '0.5', then '0.7'; "
                                "yours holds: '0.9'\nostrivanectl: not taken from your copy: comment (line 1)\n");
     EXPECT_EQ(listed(), "17  Gain   0.9\n17  Label  new\n17  Level  3\n");
-    EXPECT_EQ(copiesLeft(), 0u);
-    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_EQ(copiesLeft(), 0);
 }
 
 TEST_F(ControlEditTest, ACopyThatCannotBeReadLeadsBackToThePlaceOrIsDropped)
@@ -114,11 +105,11 @@ TEST_F(ControlEditTest, ACopyThatCannotBeReadLeadsBackToThePlaceOrIsDropped)
     editWith("if grep -q cart \"$copy\"; then sed -i 's/cart/card/; s/0.5/0.9/' \"$copy\"; else sed -i s,/card,/cart, "
              "\"$copy\"; fi");
     EXPECT_EQ(editAnswering("d\n").output, "Dropped; nothing was changed.\n");
-    EXPECT_EQ(copiesLeft(), 0u);
+    EXPECT_EQ(copiesLeft(), 0);
     const Outcome ended = editAnswering("what?\n");
     EXPECT_EQ(ended.status, 1);
-    EXPECT_NE(ended.errors.find("</card> is missing here"), std::string::npos) << ended.errors;
-    EXPECT_EQ(copiesLeft(), 1u);
+    expectIn("</card> is missing here", ended.errors);
+    EXPECT_EQ(copiesLeft(), 1);
     EXPECT_EQ(contents(preferencePath), before);
 
     std::filesystem::remove(stage / "calls");
@@ -130,8 +121,8 @@ TEST_F(ControlEditTest, ACopyThatCannotBeReadLeadsBackToThePlaceOrIsDropped)
     editWith("echo >>\"$copy\"");
     EXPECT_EQ(control({"edit"}), (Outcome{0, "No setting was changed.\n", ""}));
     editWith("exit 3");
-    EXPECT_NE(control({"edit"}).errors.find("ended with status 3; nothing was changed\n"), std::string::npos);
-    EXPECT_EQ(copiesLeft(), 1u);
+    expectIn("ended with status 3; nothing was changed\n", control({"edit"}).errors);
+    EXPECT_EQ(copiesLeft(), 1);
 }
 
 TEST_F(ControlEditTest, WhoMayNotReplaceTheFileIsToldBeforeAnythingHappens)
@@ -148,7 +139,7 @@ TEST_F(ControlEditTest, WhoMayNotReplaceTheFileIsToldBeforeAnythingHappens)
                                {"edit", "--user"},
                                {"import", file, "--user"}})
         EXPECT_EQ(
-            controlBy({"/usr/bin/setpriv", "--inh-caps", "-dac_override", "--bounding-set", "-dac_override"}, words),
+            control(words, {"/usr/bin/setpriv", "--inh-caps", "-dac_override", "--bounding-set", "-dac_override"}),
             (Outcome{1, "",
                      "ostrivanectl: no right to replace " + file + ", which takes writing in " + home +
                          "/.config: Permission denied\n"}));
@@ -183,5 +174,4 @@ TEST_F(ControlEditTest, ASignalEndsAWriterOnceTheFileIsWholeAndTheMutexFree)
         ASSERT_EQ(mutex.holder(), 0);
         EXPECT_EQ(listed(), "17  A  b\n");
     }
-    EXPECT_EQ(daemon.stop(), 0);
 }

@@ -2,8 +2,6 @@
 
 #include "tests/DaemonTest.h"
 
-inline const std::string preferencePath = "/etc/quillstone/QuillstonePreferences.xml";
-
 /// The real control program beside the real daemon, which a test starts if it wants one.
 class ControlTest : public DaemonTest
 {
@@ -22,8 +20,6 @@ protected:
         }
     };
 
-    ~ControlTest() override { std::filesystem::remove_all("/etc/quillstone"); }
-
     /// One that goes on beside the test; what it says so far is contents(stage / "output") and controlErrors(). It is
     /// started by other programs if their words are given.
     Child startControl(const Lines& words, Lines starter = {})
@@ -33,31 +29,26 @@ protected:
         return Child(starter, stage / "control-errors", environment, stage / "output");
     }
 
-    std::string program = CONTROL_BINARY;
-
     std::string controlErrors() const { return contents(stage / "control-errors"); }
 
-    Outcome control(const Lines& words) { return controlBy({}, words); }
+    /// With what a shell makes of the words.
+    Outcome controlInShell(const std::string& words) { return control({}, {"/bin/sh", "-c", "exec \"$0\" " + words}); }
 
-    Outcome controlBy(const Lines& starter, const Lines& words)
+    Outcome control(const Lines& words, const Lines& starter = {})
     {
         const int status = startControl(words, starter).wait();
         EXPECT_EQ(controlErrors().find("Sanitizer"), std::string::npos) << controlErrors();
         return {status, contents(stage / "output"), controlErrors()};
     }
 
-    /// The daemon, once it listens.
-    Child runDaemon()
+    /// The line of `status` on a subject, with its mark.
+    std::string statusOf(const std::string& subject)
     {
-        Child daemon = run({"-n"});
-        EXPECT_EQ(syslog.take(1), Lines{listeningLine});
-        return daemon;
-    }
-
-    static void writePreferences(const std::string& elements)
-    {
-        std::filesystem::create_directories("/etc/quillstone");
-        std::ofstream(preferencePath) << "<QuillstonePreferences>" << elements << "</QuillstonePreferences>";
+        std::istringstream lines(control({"status"}).output);
+        for (std::string line; std::getline(lines, line);)
+            if (line.find(subject) == 2)
+                return line;
+        return "no line on " + subject;
     }
 
     /// Key, name and value of each setting, as `list` has them.
@@ -72,4 +63,11 @@ protected:
     {
         return "<attribute name=\"" + name + "\" value=\"" + value + "\"/>";
     }
+
+    static void expectIn(const std::string& part, const std::string& text)
+    {
+        EXPECT_NE(text.find(part), std::string::npos) << part << "\nis not in\n" << text;
+    }
+
+    std::string program = CONTROL_BINARY;
 };

@@ -1,8 +1,6 @@
 #include "tests/ControlTest.h"
 
-class ControlWatchTest : public ControlTest
-{
-};
+using ControlWatchTest = ControlTest;
 
 static bool isInPoll(const Child& child)
 {
@@ -12,7 +10,7 @@ static bool isInPoll(const Child& child)
 TEST_F(ControlWatchTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
 {
     Child daemon = runDaemon();
-    EXPECT_EQ(say("plug 17"), "ok");
+    plug("17");
     Child watch = startControl({"watch"});
     const auto prints = [this](const std::string& end)
     { return waitFor([&] { return contents(stage / "output").ends_with("  17  Gain  " + end + "\n"); }); };

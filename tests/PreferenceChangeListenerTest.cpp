@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "testing/Files.h"
 #include "tests/SimulatorTest.h"
 
 using namespace std::chrono_literals;
@@ -42,12 +43,6 @@ protected:
         return listener->running;
     }
 
-    bool isDirty()
-    {
-        const std::lock_guard lock(listener->mutex);
-        return listener->dirty;
-    }
-
     SharedPreferenceMutex mutex;
     const Simulator::Card card = plugged(17);
     PreferenceChangeListener* listener = nullptr;
@@ -57,7 +52,6 @@ TEST_F(PreferenceChangeListenerTest, PreparesTheDeviceAndSubscribesToSettingsLas
 {
     listen();
     end();
-    using Lines = std::vector<std::string>;
     EXPECT_EQ(
         calls(17).lines(),
         (Lines{"device.QueryInterface ITessarigHardwareState", "state(device).PrepareDevice",
@@ -69,48 +63,47 @@ TEST_F(PreferenceChangeListenerTest, PreparesTheDeviceAndSubscribesToSettingsLas
 
 TEST_F(PreferenceChangeListenerTest, HardwareNotificationsGoIntoTheConfigurationAndWhatIsTakenIsHandled)
 {
-    struct Row
-    {
-        uint32_t topic;
-        ResultCode answer;
-        const char* call;
-        bool handled = false;
-    };
     listen();
-    for (const Row& row :
-         {Row{.topic = Topic::hwic, .answer = 0, .call = "HandleHardwareNotification 5", .handled = true},
-          {.topic = Topic::hwic, .answer = 7, .call = "HandleHardwareNotification 5", .handled = true},
-          {.topic = Topic::hwic, .answer = E_FAIL, .call = "HandleHardwareNotification 5"},
-          {.topic = Topic::hwiC, .answer = 0, .call = "HandleHardwareNotificationEx 5 -7", .handled = true},
-          {.topic = Topic::hwiC, .answer = E_FAIL, .call = "HandleHardwareNotificationEx 5 -7"}})
-    {
-        for (const char* operation : {"HandleHardwareNotification", "HandleHardwareNotificationEx"})
-            faults(17).fail(operation, row.answer);
-        EXPECT_EQ(listener->Notify(row.topic, 0x700000005, -7), S_OK);
-        std::vector<std::string> lines = calls(17).lines();
-        EXPECT_EQ(lines.back() == "configuration.HardwareNotificationHandled", row.handled);
-        if (row.handled)
-            lines.pop_back();
-        EXPECT_EQ(lines.back(), std::string("state(configuration).") + row.call);
-    }
+    for (const ResultCode answer : {S_OK, ResultCode(7), E_FAIL})
+        for (const auto& [topic, call] : {std::pair(Topic::hwic, "HandleHardwareNotification 5"),
+                                          {Topic::hwiC, "HandleHardwareNotificationEx 5 -7"}})
+        {
+            for (const char* operation : {"HandleHardwareNotification", "HandleHardwareNotificationEx"})
+                faults(17).fail(operation, answer);
+            EXPECT_EQ(listener->Notify(topic, 0x700000005, -7), S_OK);
+            Lines lines = calls(17).lines();
+            EXPECT_EQ(lines.back() == "configuration.HardwareNotificationHandled", answer != E_FAIL);
+            if (answer != E_FAIL)
+                lines.pop_back();
+            EXPECT_EQ(lines.back(), std::string("state(configuration).") + call);
+        }
     const size_t before = calls(17).lines().size();
     EXPECT_EQ(listener->Notify(Topic::pref, 0, 0), S_OK);
     EXPECT_EQ(listener->Notify(0x68776944, 0, 0), S_OK); // no topic that it knows
     EXPECT_EQ(calls(17).lines().size(), before);
+
+    for (int value = 100; value < 200; ++value)
+        card->raise(Topic::hwic, value, 0);
+    EXPECT_TRUE(waitForCall(17, "HandleHardwareNotification", 103));
+    const Lines lines = calls(17).lines();
+    EXPECT_TRUE(std::is_sorted(lines.end() - 100, lines.end())) << "they have overtaken each other";
     end();
 }
 
 TEST_F(PreferenceChangeListenerTest, AHardwareNotificationHoldsUpNoSave)
 {
-    const auto changeAndWait = [this]
+    std::atomic<bool> handled = false;
+    const auto changeAndWait = [&]
     {
         listener->Notify(Topic::setd, 0, 0);
-        EXPECT_TRUE(waitForCall(17, "Post"));
+        handled = waitForCall(17, "Post");
     };
     faults(17).interrupt("HandleHardwareNotification", changeAndWait);
     listen();
-    listener->Notify(Topic::hwic, 1, 0);
+    card->raise(Topic::hwic, 1, 0);
+    ASSERT_TRUE(waitForCall(17, "HandleHardwareNotification"));
     end();
+    EXPECT_TRUE(handled) << "the stop has not waited for it";
 }
 
 TEST_F(PreferenceChangeListenerTest, IsTheLibrarysCallbackAndNothingElse)
@@ -161,17 +154,13 @@ TEST_F(PreferenceChangeListenerTest, AStopDuringASaveLetsItPostAndDropsTheRest)
 TEST_F(PreferenceChangeListenerTest, ARequestThatIsSignalledLateIsAnsweredOnce)
 {
     simulator.saveSettings = [&](int64_t, const SimulatedCard::Settings&)
-    { return count("PersistState") > 1 || waitFor([&] { return isDirty(); }); };
+    { return count("PersistState") > 1 || waitFor([&] { return isDirty(*listener); }); };
     listen();
     listener->Notify(Topic::setd, 0, 0);
     ASSERT_TRUE(waitForCall(17, "PersistState"));
-    std::thread(
-        [&]
-        {
-            signalDelay = 30ms;
-            listener->Notify(Topic::setd, 0, 0);
-        })
-        .join();
+    signalDelay = 30ms;
+    listener->Notify(Topic::setd, 0, 0);
+    signalDelay = 0ms;
     EXPECT_TRUE(staysAt(2, [&] { return count("Post"); }));
     end();
 }

@@ -41,11 +41,7 @@ static bool failsAt(int allocation, Call call)
 }
 #endif
 
-class PreferenceStoreTest : public PreferenceTest
-{
-protected:
-    PreferenceStore store{true};
-};
+using PreferenceStoreTest = PreferenceTest;
 
 TEST_F(PreferenceStoreTest, KeepsTheOrderOfTheFirstSetAndTheLastValue)
 {

@@ -48,4 +48,5 @@ protected:
 
     const TemporaryFolder home;
     const std::string path = home / ".config/quillstone/QuillstonePreferences.xml";
+    PreferenceStore store{path};
 };

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -11,8 +12,7 @@
 #include "testing/PrivateMachine.h"
 
 /// What the body returns in a process of its own, which ends without destructors.
-template <typename Body>
-static int inAnotherProcess(Body body)
+static int inAnotherProcess(const std::function<int()>& body)
 {
     const pid_t pid = fork();
     if (pid == 0)
@@ -52,14 +52,14 @@ TEST(SharedPreferenceMutexTest, IsOneRecursiveMutexOfAllProcessesUntilItsOwnerGo
         mutex.unlock();
         EXPECT_EQ(mutex.holder(), getpid());
         EXPECT_EQ(tryElsewhere(), EBUSY);
-        std::thread(
+        std::thread waiter(
             [&]
             {
                 const auto deadline = soon();
                 EXPECT_FALSE(mutex.lockUntil(deadline));
                 EXPECT_GE(std::chrono::steady_clock::now(), deadline);
-            })
-            .join();
+            });
+        waiter.join();
         mutex.unlock();
         EXPECT_EQ(mutex.holder(), 0);
         EXPECT_EQ(tryElsewhere(), 0);
@@ -91,42 +91,36 @@ TEST(SharedPreferenceMutexTest, ReplacesWhatAKilledOwnerLeft)
     }
 }
 
+/// Whether it stays closed, and goes on without, in a process of its own that has made these preparations.
+static bool staysClosed(bool create, void (*prepare)())
+{
+    const auto attempt = [&]
+    {
+        prepare();
+        SharedPreferenceMutex mutex;
+        const bool closed = !mutex.open(create) && !mutex.segment && !mutex.owner;
+        mutex.lock();
+        mutex.unlock();
+        return closed && !mutex.isReady() && !mutex.lockUntil({}) && mutex.holder() == 0 ? 0 : 1;
+    };
+    return inAnotherProcess(attempt) == 0;
+}
+
 TEST(SharedPreferenceMutexTest, StaysClosedWhenItCannotOpen)
 {
-    const auto nothing = [] {};
-    const auto unsized = [] { std::ofstream(segmentPath) << "short"; };
-    const auto folder = [] { static_cast<void>(mkdir(segmentPath, 0777)); };
     const auto noSpace = []
     {
         signal(SIGXFSZ, SIG_IGN);
         const rlimit none = {0, 0};
         setrlimit(RLIMIT_FSIZE, &none);
     };
-    struct Row
-    {
-        const char* what;
-        void (*prepare)();
-        bool create = false;
-        bool nameLeft = false;
-    };
-    for (const Row& row : {Row{.what = "nothing", .prepare = nothing},
-                           {.what = "not sized yet", .prepare = unsized, .nameLeft = true},
-                           {.what = "a folder", .prepare = folder, .create = true, .nameLeft = true},
-                           {.what = "no space", .prepare = noSpace, .create = true}})
-    {
-        const auto attempt = [row]
-        {
-            row.prepare();
-            SharedPreferenceMutex mutex;
-            const bool closed = !mutex.open(row.create) && !mutex.segment && !mutex.owner;
-            mutex.lock(); // goes on without
-            mutex.unlock();
-            return closed && !mutex.isReady() && !mutex.lockUntil({}) && mutex.holder() == 0 ? 0 : 1;
-        };
-        EXPECT_EQ(inAnotherProcess(attempt), 0) << row.what;
-        EXPECT_EQ(modeOf(segmentPath) != 0, row.nameLeft) << row.what;
-        remove(segmentPath);
-    }
+    EXPECT_TRUE(staysClosed(false, [] {}));
+    EXPECT_TRUE(staysClosed(true, noSpace));
+    EXPECT_EQ(modeOf(segmentPath), 0U);
+    EXPECT_TRUE(staysClosed(false, [] { std::ofstream(segmentPath) << "not sized yet"; }));
+    EXPECT_EQ(remove(segmentPath), 0) << "the name is its creator's";
+    EXPECT_TRUE(staysClosed(true, [] { static_cast<void>(mkdir(segmentPath, 0777)); }));
+    EXPECT_EQ(remove(segmentPath), 0);
 
     // One that attaches while the creator is at work finds the name and the size, and no mutex yet.
     std::ofstream(segmentPath) << std::string(40, '\0');
@@ -141,12 +135,7 @@ TEST(SharedPreferenceMutexTest, StaysClosedWithoutMemoryForTheSegment)
     if (!mayMount())
         GTEST_SKIP() << "nothing can be mounted";
     ASSERT_EQ(std::system("mount -o remount,size=4k none /dev/shm && head -c 4096 /dev/zero >/dev/shm/full"), 0);
-    const auto attempt = []
-    {
-        SharedPreferenceMutex mutex;
-        return mutex.open(true) || mutex.segment ? 1 : 0;
-    };
-    EXPECT_EQ(inAnotherProcess(attempt), 0); // it would end by SIGBUS
+    EXPECT_TRUE(staysClosed(true, [] {})); // it would end by SIGBUS
     EXPECT_EQ(modeOf(segmentPath), 0U);
     EXPECT_EQ(std::system("rm /dev/shm/full && mount -o remount,size=50% none /dev/shm"), 0);
 }

@@ -8,13 +8,6 @@
 class SharingTest : public ControlTest
 {
 protected:
-    Outcome setting(Lines words)
-    {
-        words.insert(words.begin(), EXAMPLE_BINARY);
-        const int status = Child(words, stage / "control-errors", environment, stage / "output").wait();
-        return {status, contents(stage / "output"), controlErrors()};
-    }
-
     static std::chrono::steady_clock::time_point in(std::chrono::milliseconds time)
     {
         return std::chrono::steady_clock::now() + time;
@@ -23,25 +16,25 @@ protected:
 
 TEST_F(SharingTest, TheExampleShowsAndChangesASettingBesideTheDaemon)
 {
+    program = EXAMPLE_BINARY;
     writePreferences(R"(<card id="17"><attribute name="ConversionMode" value="1" /></card>)");
     Child daemon = runDaemon();
-    EXPECT_EQ(setting({"17", "ConversionMode"}), (Outcome{0, "1 (Letterbox 16:9)\n", ""}));
-    EXPECT_EQ(setting({"17", "Gain"}), (Outcome{1, "", "setting: 17 has no Gain\n"}));
-    EXPECT_EQ(setting({"17", "Gain", "0.5"}), (Outcome{0, "", ""}));
-    EXPECT_EQ(setting({"17", "Gain"}), (Outcome{0, "0.5\n", ""}));
+    EXPECT_EQ(control({"17", "ConversionMode"}), (Outcome{0, "1 (Letterbox 16:9)\n", ""}));
+    EXPECT_EQ(control({"17", "Gain"}), (Outcome{1, "", "setting: 17 has no Gain\n"}));
+    EXPECT_EQ(control({"17", "Gain", "0.5"}), (Outcome{0, "", ""}));
+    EXPECT_EQ(control({"17", "Gain"}), (Outcome{0, "0.5\n", ""}));
 
     SharedPreferenceMutex other;
     ASSERT_TRUE(other.open(false));
     other.lock();
-    EXPECT_EQ(setting({"17", "Gain", "0.7"}).errors,
+    EXPECT_EQ(control({"17", "Gain", "0.7"}).errors,
               "setting: the preferences are in use, by thread " + std::to_string(getpid()) + "\n");
     other.unlock();
-    EXPECT_EQ(setting({"17", "Gain"}).output, "0.5\n");
+    EXPECT_EQ(control({"17", "Gain"}).output, "0.5\n");
     std::ofstream(preferencePath) << "<QuillstonePreferences>\n</>";
-    EXPECT_EQ(setting({"17", "Gain", "0.7"}).status, 1);
-    EXPECT_NE(controlErrors().find(", line 2, column "), std::string::npos) << controlErrors();
+    EXPECT_EQ(control({"17", "Gain", "0.7"}).status, 1);
+    expectIn(", line 2, column ", controlErrors());
     EXPECT_EQ(contents(preferencePath), "<QuillstonePreferences>\n</>");
-    EXPECT_EQ(daemon.stop(), 0);
 }
 
 TEST_F(SharingTest, ALockKnowsWhatStandsAtTheNameAndWhoHasIt)
@@ -54,8 +47,7 @@ TEST_F(SharingTest, ALockKnowsWhatStandsAtTheNameAndWhoHasIt)
     std::ofstream(segmentPath) << std::string(40, '\0'); // whose creator never comes to its mutex
     EXPECT_EQ(SharedPreferenceLock(in(milliseconds(5000))).outcome, SharedPreferenceLock::Unusable);
 
-    // A daemon that is started anew makes another mutex: the wait goes on at that one, whether or not the old is let
-    // go.
+    // A daemon that is started anew makes another mutex: the wait goes on there, whether or not the old is let go.
     for (const bool letGo : {false, true})
     {
         SharedPreferenceMutex former, next;

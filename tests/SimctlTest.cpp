@@ -1,9 +1,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "preferences/Owner.h"
 #include "simulator/Commands.h"
 #include "simulator/SteeringSocket.h"
@@ -13,9 +10,7 @@
 #include "tests/SimulatorTest.h"
 
 /// The steering tool as a person calls it, in a shell.
-class SimctlTest : public SimulatorTest
-{
-};
+using SimctlTest = SimulatorTest;
 
 TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
 {

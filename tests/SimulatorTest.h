@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "device/PreferenceChangeListener.h"
 #include "simulator/Simulator.h"
 #include "testing/Waiting.h"
 
@@ -38,6 +39,13 @@ protected:
         else
             faults(id).fail(call, 5);
     }
+
+    static bool isDirty(PreferenceChangeListener& listener)
+    {
+        const std::lock_guard lock(listener.mutex);
+        return listener.dirty;
+    }
+
     bool waitForCall(int64_t id, const char* call, int count = 1)
     {
         return waitFor([&] { return calls(id).count(call) >= count; });
