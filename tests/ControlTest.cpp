@@ -68,7 +68,7 @@ TEST_F(ControlTest, AGuardianThatStillWaitsEndsWithItsCaller)
         }
         return count;
     };
-    EXPECT_TRUE(staysAt(2u, processes));
+    EXPECT_TRUE(waitFor([&] { return staysAt(2u, processes); })); // a third starts the guardian, and goes
     caller.stop(SIGKILL);
     EXPECT_TRUE(waitFor([&] { return processes() == 0; }));
     mutex.unlock();
