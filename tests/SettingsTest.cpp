@@ -104,7 +104,7 @@ TEST(SettingsTest, AModeIsAvailableWithItsSmallestFlagsAndNotWithABitLessOrAForb
 
 TEST(SettingsTest, AModeGivesWayToItsHardwareCounterpart)
 {
-    for (const uint32_t mode : {1, 2})
+    for (const uint32_t mode : {1u, 2u})
         EXPECT_FALSE(isConversionAvailable(mode, 0x18000, 0)) << mode;
     EXPECT_TRUE(isConversionAvailable(3, 0x38000, 0));
     EXPECT_FALSE(isConversionAvailable(3, 0xB8000, 0));
