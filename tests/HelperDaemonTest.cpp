@@ -148,14 +148,14 @@ TEST_F(HelperDaemonTest, ListensAndStopsWhateverItsStartAchieved)
     struct Row
     {
         const char* what;
-        std::string library = SIMULATOR_LIBRARY; ///< Beside the daemon.
+        std::string installed = SIMULATOR_LIBRARY; ///< Beside the daemon.
         const char* commands = "";
         const char* prepare = "";
         const char* lastError = "Start\n";
         const char* report = "ok 0\n";
     };
     for (const Row& row :
-         {Row{.what = "no library", .library = "", .lastError = "No such file or directory\n", .report = ""},
+         {Row{.what = "no library", .installed = "", .lastError = "No such file or directory\n", .report = ""},
           {"a library that lacks symbols", FIXTURE, "", "", "AncillaryPacketsInstance_0002\nget 65696366 3\n", ""},
           {.what = "no discovery", .commands = "fail api CreateTessarigDiscoveryInstance 1"},
           {.what = "notifications refused", .commands = "fail api GetInt 1;plug 17"},
@@ -166,8 +166,8 @@ TEST_F(HelperDaemonTest, ListensAndStopsWhateverItsStartAchieved)
         SCOPED_TRACE(row.what);
         for (const std::string& former : {stage / "libTessarigAPI.so", stage / "report", std::string(segmentPath)})
             std::filesystem::remove(former);
-        if (!row.library.empty())
-            std::filesystem::copy(row.library, stage / "libTessarigAPI.so");
+        if (!row.installed.empty())
+            std::filesystem::copy(row.installed, stage / "libTessarigAPI.so");
         ASSERT_EQ(std::system(row.prepare), 0);
         environment["TESSARIG_SIMULATOR_COMMANDS"] = row.commands;
         Child daemon = runDaemon();
