@@ -164,7 +164,8 @@ StatusLine fileLine(const FileStatus& file)
         return {"file", file.path + ": " + forRoot, ""};
     if (!file.refusal.empty())
         return {"file", file.path + ": " + file.refusal,
-                file.irregular ? "rm -r " + file.path + "; the first save makes it anew"
+                file.irregular ? "mv " + shellWord(file.path) + " " + shellWord(file.path + ".old") +
+                                     "; the first save makes it anew"
                                : "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
     const std::string advice = file.obstacle.empty() ? "" : "no save can replace it: " + file.obstacle;
     std::string text = file.path + ": " + counted(file.cards, "card") + ", " + counted(file.groups, "group") + ", " +
