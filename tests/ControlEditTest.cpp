@@ -87,7 +87,8 @@ TEST_F(ControlEditTest, CardsSaveWhileAPersonEditsAndHisChangesAreMadeInWhatThey
     Child edit = startControl({"edit"});
     ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(stage / "begin"); }));
     say("change 17 Gain=0.7");
-    say("change 17 Level=3");
+    EXPECT_TRUE(waitFor([&] { return control({"get", "17", "Gain"}).output == "0.7\n"; }));
+    say("change 17 Level=3"); // by itself: of two at once the last save might come after the edit
     EXPECT_TRUE(waitFor([&] { return control({"get", "17", "Level"}).output == "3\n"; }));
     std::ofstream(stage / "go") << "\n";
 
