@@ -33,6 +33,7 @@ StatusLine daemonLine(const std::vector<DaemonStatus>& daemons)
     if (daemons.empty())
         return {"daemon", "none runs", "systemctl start ostrivane-helper"};
     std::vector<std::string> texts;
+    texts.reserve(daemons.size());
     for (const DaemonStatus& daemon : daemons)
         texts.push_back(inWords(daemon));
     StatusLine line = {"daemon", inOneLine(texts, "; "), ""};
