@@ -32,6 +32,7 @@ TEST(COMPtrTest, OwnsExactlyOneReferenceHoweverItWasFilled)
         EXPECT_EQ(first.count, 1);
         {
             const COMPtr<ITessarig> copy(pointer);
+            EXPECT_EQ(copy.ptr, &first);
             EXPECT_EQ(first.count, 2);
         }
         EXPECT_EQ(first.count, 1);
