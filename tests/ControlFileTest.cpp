@@ -124,7 +124,7 @@ TEST_F(ControlFileTest, AFileThatChangesWhileItIsReadIsReadAsItOnceWasOrNotAtAll
             for (const char* const oldBeforeNew : {"ab", "bc", "ca"})
                 EXPECT_EQ(output.find(oldBeforeNew), output.npos) << way;
         }
-        std::ofstream(stage / "stop");
+        const std::ofstream stop(stage / "stop");
         EXPECT_EQ(writer.wait(), 0);
     }
 }

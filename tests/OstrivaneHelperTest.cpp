@@ -17,7 +17,7 @@ protected:
         {
             simulator.plug(worker, GroupPlace{i % 3, 2, worker, worker, {0, 1, 2, 3, 4, 5, 6, 7}});
             simulator.find(worker)->change("Gain", "1");
-            const int64_t plain = (i + 1) * workers + worker;
+            const int64_t plain = (i + int64_t{1}) * workers + worker;
             plugged(plain)->raise(i % 2 ? Topic::setd : Topic::hwic, 1, 0);
             if (i % 8 != 0)
                 simulator.unplug(plain);
