@@ -42,11 +42,14 @@ void readSettings(FileStatus& status)
 /// The new file is made beside the folder and renamed into it, which both have to allow.
 std::string obstacleIn(const std::filesystem::path& folder)
 {
-    struct statvfs system = {};
-    if (statvfs(folder.c_str(), &system) == 0 && (system.f_flag & ST_RDONLY) != 0)
-        return "the file system is read-only";
-    struct stat inner = {}, outer = {};
     const std::filesystem::path above = folder.parent_path();
+    for (const std::filesystem::path& place : {folder, above})
+    {
+        struct statvfs system = {};
+        if (statvfs(place.c_str(), &system) == 0 && (system.f_flag & ST_RDONLY) != 0)
+            return place.string() + " is on a read-only file system";
+    }
+    struct stat inner = {}, outer = {};
     if (stat(folder.c_str(), &inner) == 0 && stat(above.c_str(), &outer) == 0 && inner.st_dev != outer.st_dev)
         return folder.string() + " is a file system of its own, into which nothing is renamed from " + above.string();
     return {};

@@ -159,8 +159,9 @@ std::string rights(mode_t mode)
 
 StatusLine fileLine(const FileStatus& file)
 {
+    const std::string advice = file.obstacle.empty() ? "" : "no save can write it: " + file.obstacle;
     if (file.missing)
-        return {"file", file.path + ": none yet; the first save makes it", ""};
+        return {"file", file.path + ": none yet" + (advice.empty() ? "; the first save makes it" : ""), advice};
     if (file.forbidden)
         return {"file", file.path + ": " + forRoot, ""};
     if (!file.refusal.empty())
@@ -168,7 +169,6 @@ StatusLine fileLine(const FileStatus& file)
                 file.irregular ? "mv " + shellWord(file.path) + " " + shellWord(file.path + ".old") +
                                      "; the first save makes it anew"
                                : "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
-    const std::string advice = file.obstacle.empty() ? "" : "no save can replace it: " + file.obstacle;
     std::string text = file.path + ": " + counted(file.cards, "card") + ", " + counted(file.groups, "group") + ", " +
                        counted(file.settings, "setting") + ", changed " + localTime(file.changed) + ", " +
                        rights(file.mode) + " of " + file.user;

@@ -222,3 +222,19 @@ TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
     for (const char* part : {"{\"ok\":false,", "\"libraryReplaced\":true", "\"state\":\"free\"", "\"line\":2,"})
         expectIn(part, json.output);
 }
+
+TEST_F(ControlTest, StatusTellsWhatKeepsASaveFromTheFile)
+{
+    if (!mayMount())
+        GTEST_SKIP() << "nothing can be mounted";
+    std::filesystem::create_directory("/etc/quillstone");
+    for (const auto& [options, obstacle] : {std::pair("rw", " is a file system of its own, into which nothing is "),
+                                            {"ro", " is on a read-only file system"}})
+    {
+        ASSERT_EQ(std::system((std::string("mount -t tmpfs none /etc/quillstone -o ") + options).c_str()), 0);
+        expectIn("! file         " + preferencePath + ": none yet -> no save can write it: /etc/quillstone" + obstacle,
+                 statusOf("file"));
+        ASSERT_EQ(std::system("umount /etc/quillstone"), 0);
+    }
+    EXPECT_EQ(statusOf("file"), "  file         " + preferencePath + ": none yet; the first save makes it");
+}
