@@ -17,7 +17,6 @@ namespace
 
 const std::string daemonName = "OstrivaneHelper";
 const std::string libraryName = "libTessarigAPI.so";
-const std::string deletedMark = " (deleted)";
 
 /// Where the system's loader looks without being told.
 const char* const systemFolders[] = {

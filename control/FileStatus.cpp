@@ -22,6 +22,7 @@ void readSettings(FileStatus& status)
     Findings findings(status.path);
     const PreferenceFile& file = findings.file;
     status.missing = file.missing;
+    status.unread = file.unread;
     status.irregular = file.status.st_mode != 0 && !S_ISREG(file.status.st_mode);
     status.changed = file.status.st_mtime;
     status.mode = file.status.st_mode & 07777;
@@ -39,6 +40,14 @@ void readSettings(FileStatus& status)
     status.moves = std::move(findings.moves);
 }
 
+/// The mount that shows a place, which is another for the same file system bound to a second place; 0 if none is told.
+uint64_t mountOf(const std::filesystem::path& place)
+{
+    struct statx status = {};
+    const bool told = statx(AT_FDCWD, place.c_str(), 0, STATX_MNT_ID, &status) == 0;
+    return told && (status.stx_mask & STATX_MNT_ID) != 0 ? status.stx_mnt_id : 0;
+}
+
 /// The new file is made beside the folder and renamed into it, which both have to allow.
 std::string obstacleIn(const std::filesystem::path& folder)
 {
@@ -49,9 +58,9 @@ std::string obstacleIn(const std::filesystem::path& folder)
         if (statvfs(place.c_str(), &system) == 0 && (system.f_flag & ST_RDONLY) != 0)
             return place.string() + " is on a read-only file system";
     }
-    struct stat inner = {}, outer = {};
-    if (stat(folder.c_str(), &inner) == 0 && stat(above.c_str(), &outer) == 0 && inner.st_dev != outer.st_dev)
-        return folder.string() + " is a file system of its own, into which nothing is renamed from " + above.string();
+    const uint64_t mount = mountOf(folder);
+    if (mount != 0 && mount != mountOf(above))
+        return folder.string() + " is a mount, into which nothing is renamed from " + above.string();
     return {};
 }
 

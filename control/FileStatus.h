@@ -15,6 +15,7 @@ struct FileStatus
     bool missing = false;
     std::string refusal;    ///< Why it can't be read; empty if it can.
     bool irregular = false; ///< Refused as it is a directory, a pipe or the like.
+    bool unread = false;    ///< Refused before anything of it was looked at, as it could not be read.
     bool forbidden = false; ///< Refused to this user, who is not root.
     size_t line = 0;        ///< Of the refusal, with the column; 0 if the file as a whole is meant.
     size_t column = 0;

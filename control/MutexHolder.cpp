@@ -21,9 +21,9 @@ std::optional<bool> maps(pid_t process, const FileId& file)
 }
 
 /// The number that the thread itself knows: that of the innermost pid namespace, which stands last.
-pid_t ownNumber(pid_t process, pid_t thread)
+pid_t ownNumber(pid_t thread)
 {
-    const std::string numbers = statusField(process, "NSpid");
+    const std::string numbers = statusField(thread, "NSpid");
     const size_t last = numbers.rfind('\t');
     return numbers.empty() ? thread : std::stoi(last == std::string::npos ? numbers : numbers.substr(last + 1));
 }
@@ -32,16 +32,16 @@ pid_t ownNumber(pid_t process, pid_t thread)
 pid_t processOf(pid_t thread)
 {
     const std::string process = statusField(thread, "Tgid");
-    return process.empty() || ownNumber(thread, thread) != thread ? 0 : std::stoi(process);
+    return process.empty() || ownNumber(thread) != thread ? 0 : std::stoi(process);
 }
 
 bool hasThread(pid_t process, pid_t thread)
 {
     const std::vector<pid_t> threads = threadsOf(process);
-    return std::any_of(threads.begin(), threads.end(), [&](pid_t task) { return ownNumber(task, task) == thread; });
+    return std::any_of(threads.begin(), threads.end(), [&](pid_t task) { return ownNumber(task) == thread; });
 }
 
-bool hasOtherNumber(pid_t process) { return ownNumber(process, process) != process; }
+bool hasOtherNumber(pid_t process) { return ownNumber(process) != process; }
 
 bool isUsed(const FileId& segment)
 {

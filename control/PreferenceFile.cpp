@@ -31,6 +31,7 @@ constexpr std::chrono::milliseconds betweenReadings(2);
 
 /// The bytes as they all stood in the file at one moment. One that is replaced meanwhile is read to its end. One that
 /// is written in place gives the same twice once its writer is through, or pauses; until then it fails with EAGAIN.
+/// With ENOENT only if there is no file, and ENOSYS without /proc.
 std::optional<std::string> readAtOneMoment(const std::string& path, struct stat& status)
 {
     const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC)); // which waits for nothing, whatever stands there
@@ -48,18 +49,22 @@ std::optional<std::string> readAtOneMoment(const std::string& path, struct stat&
     }
     if (bytes)
         errno = EAGAIN;
+    else if (errno == ENOENT)
+        errno = ENOSYS;
     return std::nullopt;
 }
+
+std::string systemWords(int error) { return std::generic_category().message(error); }
 
 /// In the words of the system, but for what it has no fitting ones.
 std::string reasonOf(int error)
 {
     if (error == EINVAL)
         return "not a regular file";
-    return error == EAGAIN ? "it changes while it is read" : std::generic_category().message(error);
+    if (error == EAGAIN)
+        return "it changes while it is read";
+    return error == ENOSYS ? "it is read through /proc, which is not there" : systemWords(error);
 }
-
-std::string systemWords(int error) { return std::generic_category().message(error); }
 
 /// What of the folder stands already: the rest would be made in it.
 std::filesystem::path standing(std::filesystem::path folder)
@@ -89,6 +94,7 @@ bool PreferenceFile::read()
     std::optional<std::string> bytes = readAtOneMoment(path, status);
     const int error = errno;
     missing = !bytes && error == ENOENT;
+    unread = !bytes && !missing;
     text = bytes.value_or("");
     if (bytes)
         return store.parseText(std::move(*bytes), &report);

@@ -20,7 +20,7 @@ public:
     /// As require(), but a file that is not there has an empty table.
     void requireUnlessMissing();
 
-    /// What of the table the file would not give back as it is: "setting 'A' of 17" and how many more, or nothing.
+    /// What of the table the file would not give back as it is: "setting 'A' of '17'", the first, or nothing.
     std::string notKept() const;
 
     /// Throws CommandError, and leaves the file as it was, if it can't be written or would not give back the table.
@@ -35,6 +35,7 @@ public:
     std::string text;
     struct stat status = {}; ///< What the system knew of the file then; zeros if it could not be looked at.
     bool missing = false;    ///< There was no such file at the last read.
+    bool unread = false;     ///< It was there and could not be read, whatever it holds.
 };
 
 /// What a report names as passed over, one kind after the other with its place, in one line: "comment (line 3), ...".

@@ -21,8 +21,6 @@ namespace
 
 using Folder = Owner<DIR*, nullptr, closedir>;
 
-constexpr std::string_view deletedMark = " (deleted)";
-
 std::string folderOf(pid_t process) { return "/proc/" + std::to_string(process) + "/"; }
 
 /// The names in a folder that are numbers.
@@ -87,11 +85,7 @@ std::string statusField(pid_t process, std::string_view field)
     return {};
 }
 
-bool isStopped(pid_t process)
-{
-    const std::string state = statusField(process, "State");
-    return state.starts_with('T') || state.starts_with('t');
-}
+bool isStopped(pid_t process) { return statusField(process, "State").starts_with('T'); }
 
 std::string processName(pid_t process) { return procText(process, "comm"); }
 

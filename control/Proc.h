@@ -15,13 +15,16 @@
 std::vector<pid_t> processes();
 std::vector<pid_t> threadsOf(pid_t process);
 
+/// What /proc puts behind the path of a file that no name leads to any more.
+inline constexpr std::string_view deletedMark = " (deleted)";
+
 /// A file of a process's folder, such as "comm" or "task/17/syscall". Without its last line feed.
 std::string procText(pid_t process, const std::string& file);
 
 /// A field of "status", such as "Tgid".
 std::string statusField(pid_t process, std::string_view field);
 
-/// Whether a signal has stopped it, or a debugger: it goes on with nothing until it is continued.
+/// Whether a signal has stopped it: it goes on with nothing until it is continued.
 bool isStopped(pid_t process);
 
 std::string processName(pid_t process);

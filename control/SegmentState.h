@@ -20,8 +20,11 @@ struct SegmentState
 
     Kind kind = Absent;
     std::string reason;
-    pid_t thread = 0; ///< The holder's thread, in the numbers of its own pid namespace. 0 for the moment of a change.
+    pid_t thread =
+        0; ///< The holder's thread, in the numbers of its own pid namespace. 0 while it goes from one to the next.
     FileId file;
+
+    bool operator==(const SegmentState&) const = default;
 
     static const char* const path; ///< Where the system shows the segment.
 };

@@ -6,24 +6,24 @@
 namespace
 {
 
-/// How often a holder that is gone is looked for: it may have let go and ended between two looks.
+/// How often a holder that is not seen is looked for: it may have let go and ended before it was looked for.
 constexpr int looks = 3;
 
+/// One that is not seen is told of only if the mutex is still its own behind the look.
 void findMutex(Status& status)
 {
-    status.mutex = readSegment();
     for (int look = 0; look < looks; ++look)
     {
-        const SegmentState before = status.mutex;
-        if (before.kind != SegmentState::Held || before.thread == 0)
-            return;
-        status.holder = findHolder(before.thread, before.file);
-        if (!status.holder.gone)
-            return;
         status.mutex = readSegment();
-        if (status.mutex.kind == before.kind && status.mutex.thread == before.thread)
+        status.holder = {};
+        if (status.mutex.kind != SegmentState::Held || status.mutex.thread == 0)
+            return;
+        status.holder = findHolder(status.mutex.thread, status.mutex.file);
+        if (status.holder.process != 0 || readSegment() == status.mutex)
             return;
     }
+    status.mutex.thread = 0; // it goes from one to the next
+    status.holder = {};
 }
 
 }

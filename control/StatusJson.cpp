@@ -63,6 +63,7 @@ Json jsonOf(const FileStatus& file)
             {"changed", orNull(!file.user.empty(), universalTime(file.changed))},
             {"mode", orNull(!file.user.empty(), file.mode)},
             {"user", orNull(!file.user.empty(), file.user)},
+            {"obstacle", orNull(!file.obstacle.empty(), utf8Of(file.obstacle))},
             {"temporaries", utf8List(file.temporaries)}};
 }
 
@@ -80,13 +81,11 @@ std::string jsonOf(const Status& status)
                 {{"subject", line.subject}, {"text", utf8Of(line.text)}, {"advice", utf8Of(line.advice)}});
     const FileStatus& file = status.file;
     const bool ok = problems.empty();
-    return Json{
-        {"ok", ok},
-        {"problems", std::move(problems)},
-        {"daemons", std::move(daemons)},
-        {"mutex", jsonOf(status.mutex, status.holder)},
-        {"file", jsonOf(file)},
-        {"migration",
-         {{"left", movesAsJson(file.moves)}, {"obstacle", orNull(!file.obstacle.empty(), utf8Of(file.obstacle))}}}}
+    return Json{{"ok", ok},
+                {"problems", std::move(problems)},
+                {"daemons", std::move(daemons)},
+                {"mutex", jsonOf(status.mutex, status.holder)},
+                {"file", jsonOf(file)},
+                {"migration", {{"left", movesAsJson(file.moves)}}}}
         .dump();
 }

@@ -59,7 +59,7 @@ StatusLine libraryLine(const DaemonStatus& daemon)
         return {subject, "none: libTessarigAPI.so is neither in the daemon's folder nor on the system's search path",
                 "install the cards' library, then: " + restart};
     return {subject, "none, though there is " + inOneLine(daemon.libraries, ", "),
-            "see whether it can be loaded: ldd " + daemon.libraries.front() + "; then: " + restart};
+            "see whether it can be loaded: ldd " + shellWord(daemon.libraries.front()) + "; then: " + restart};
 }
 
 StatusLine listenersLine(const DaemonStatus& daemon)
@@ -78,6 +78,19 @@ std::string waiters(const std::vector<DaemonStatus>& daemons)
         else
             waiting += *daemon.waiting;
     return waiting == 0 ? "" : "; " + counted(waiting, "thread") + " of the daemon wait" + (waiting == 1 ? "s" : "");
+}
+
+StatusLine heldLine(const MutexHolder& holder)
+{
+    if (holder.thread == 0)
+        return {"mutex", "changing hands", ""};
+    if (holder.gone)
+        return {"mutex", "held by one that is gone (thread " + std::to_string(holder.thread) + ")",
+                "nobody can let it go, and no card is saved: " + restart};
+    return {"mutex", "held by " + describe(holder),
+            holder.process == 0 ? lookAgain
+            : holder.stopped    ? goOn(holder.process)
+                                : ""};
 }
 
 /// What holds for the segment itself.
@@ -106,21 +119,7 @@ StatusLine segmentLine(const Status& status)
         line.text = "free" + waiters(status.daemons);
         break;
     case SegmentState::Held:
-        if (mutex.thread == 0)
-            line.text = "changing hands";
-        else if (!status.holder.gone)
-        {
-            line.text = "held by " + describe(status.holder);
-            if (status.holder.process == 0)
-                line.advice = lookAgain;
-            else if (status.holder.stopped)
-                line.advice = goOn(status.holder.process);
-        }
-        else
-        {
-            line.text = "held by one that is gone (thread " + std::to_string(mutex.thread) + ")";
-            line.advice = "nobody can let it go, and no card is saved: " + restart;
-        }
+        line = heldLine(status.holder);
         line.text += waiters(status.daemons);
     }
     return line;
@@ -164,11 +163,13 @@ StatusLine fileLine(const FileStatus& file)
         return {"file", file.path + ": none yet" + (advice.empty() ? "; the first save makes it" : ""), advice};
     if (file.forbidden)
         return {"file", file.path + ": " + forRoot, ""};
+    if (file.irregular)
+        return {"file", file.path + ": " + file.refusal,
+                "mv " + shellWord(file.path) + " " + shellWord(file.path + ".old") + "; the first save makes it anew"};
     if (!file.refusal.empty())
         return {"file", file.path + ": " + file.refusal,
-                file.irregular ? "mv " + shellWord(file.path) + " " + shellWord(file.path + ".old") +
-                                     "; the first save makes it anew"
-                               : "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
+                file.unread ? "look again, and if it stays so, see to its file system"
+                            : "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
     std::string text = file.path + ": " + counted(file.cards, "card") + ", " + counted(file.groups, "group") + ", " +
                        counted(file.settings, "setting") + ", changed " + localTime(file.changed) + ", " +
                        rights(file.mode) + " of " + file.user;
@@ -189,12 +190,12 @@ StatusLine migrationLine(const FileStatus& file)
         if (move.outcome == PreferenceUpdater::GroupMove::NoCards)
         {
             texts.push_back(what + ": no card of the group is in the file");
-            advice = "have a card of " + move.group + " saved, or: ostrivanectl unset " + move.group;
+            advice = "have a card of " + move.group + " saved, or: ostrivanectl unset " + shellWord(move.group);
         }
         else if (move.outcome == PreferenceUpdater::GroupMove::BeyondBound)
         {
             texts.push_back(what + ": for " + counted(move.cards, "card") + " it would be more than 64 MiB");
-            advice = "shorten its values, or: ostrivanectl unset " + move.group;
+            advice = "shorten its values, or: ostrivanectl unset " + shellWord(move.group);
         }
         else
         {

@@ -28,8 +28,9 @@ bool isUtf8(const std::string& bytes)
 /// What a terminal acts on instead of showing it: control characters, line ends, and marks of direction.
 bool steers(utf::code_point character)
 {
-    return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0x200E || character == 0x200F ||
-           (character >= 0x2028 && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+    return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0x061C || character == 0x200E ||
+           character == 0x200F || (character >= 0x2028 && character <= 0x202E) ||
+           (character >= 0x2066 && character <= 0x2069);
 }
 
 std::string escapeOf(utf::code_point character)

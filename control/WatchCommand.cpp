@@ -1,6 +1,9 @@
+#include <poll.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <iostream>
 #include <memory>
 
@@ -69,6 +72,13 @@ private:
     std::string complaint;
 };
 
+/// Whether the other end of a pipe still has a reader. All else counts as read.
+bool isRead(int output)
+{
+    pollfd end = {output, 0, 0};
+    return poll(&end, 1, 0) == 0;
+}
+
 void watch(const std::string& path, bool json)
 {
     signal(SIGPIPE, SIG_IGN); // a reader that goes is no failure
@@ -79,6 +89,11 @@ void watch(const std::string& path, bool json)
         if (file.changed())
             observer.look();
     } while (std::cout && file.wait(STDOUT_FILENO));
+    if (!std::cout && !isRead(STDOUT_FILENO))
+    {
+        __fpurge(stdout);
+        std::cout.clear();
+    }
 }
 
 }

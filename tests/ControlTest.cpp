@@ -204,14 +204,15 @@ TEST_F(ControlTest, StatusTellsWhatIsWrongAndWhatToDo)
 
     std::filesystem::copy_file(SIMULATOR_LIBRARY, stage / "new");
     std::filesystem::rename(stage / "new", stage / "libTessarigAPI.so");
-    writePreferences("<group id='32'><attribute name='NetOutputVideoPort' value='9'/></group>");
+    writePreferences("<group id='3;2'><attribute name='NetOutputVideoPort' value='9'/></group>");
     const std::string left = "/etc/quillstone.QuillstonePreferences.xml~abcdef";
     std::ofstream(left) << "<";
     std::filesystem::last_write_time(left, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
     const Outcome ill = control({"status"});
     EXPECT_EQ(ill.status, 1);
     expectIn("! library      " + stage / "libTessarigAPI.so" + " -> it was replaced since", ill.output);
-    expectIn("! migration    NetOutputVideoPort on group32: no card of the group is in the file", ill.output);
+    expectIn("! migration    NetOutputVideoPort on group3;2: no card of the group is in the file", ill.output);
+    expectIn("or: ostrivanectl unset 'group3;2'\n", ill.output);
     expectIn("! left behind  " + left, ill.output);
     std::filesystem::remove(left);
 
@@ -228,10 +229,12 @@ TEST_F(ControlTest, StatusTellsWhatKeepsASaveFromTheFile)
     if (!mayMount())
         GTEST_SKIP() << "nothing can be mounted";
     std::filesystem::create_directory("/etc/quillstone");
-    for (const auto& [options, obstacle] : {std::pair("rw", " is a file system of its own, into which nothing is "),
-                                            {"ro", " is on a read-only file system"}})
+    for (const auto& [mount, obstacle] :
+         {std::pair("mount -t tmpfs none", " is a mount, into which nothing is renamed from /etc"),
+          {"mount --bind /etc/quillstone", " is a mount, into which nothing is renamed from /etc"},
+          {"mount -t tmpfs -o ro none", " is on a read-only file system"}})
     {
-        ASSERT_EQ(std::system((std::string("mount -t tmpfs none /etc/quillstone -o ") + options).c_str()), 0);
+        ASSERT_EQ(std::system((mount + std::string(" /etc/quillstone")).c_str()), 0);
         expectIn("! file         " + preferencePath + ": none yet -> no save can write it: /etc/quillstone" + obstacle,
                  statusOf("file"));
         ASSERT_EQ(std::system("umount /etc/quillstone"), 0);

@@ -34,6 +34,20 @@ TEST_F(ControlWatchTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
     EXPECT_EQ(Child({"/bin/bash", "-c", intoNothing}, stage / "control-errors").wait(), 0);
 }
 
+TEST_F(ControlWatchTest, AReaderThatGoesWhileChangesArePrintedIsNoFailure)
+{
+    const std::string pipe = stage / "pipe";
+    mkfifo(pipe.c_str(), 0600);
+    Child watch({program, "watch"}, stage / "control-errors", environment, pipe);
+    Descriptor reader(open(pipe.c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_TRUE(waitFor([&] { return isInPoll(watch); }));
+    writePreferences(card("17", attribute("A", std::string(200'000, 'a')))); // more than the pipe takes
+    char begin;
+    EXPECT_EQ(read(reader.get(), &begin, 1), 1);
+    reader = Descriptor();
+    EXPECT_EQ(watch.wait(), 0) << controlErrors();
+}
+
 TEST_F(ControlWatchTest, WatchFollowsLinksAndFoldersThatComeAndGo)
 {
     const std::string first = "/etc/quillstone/first", second = "/etc/quillstone/second";
