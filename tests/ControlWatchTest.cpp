@@ -20,18 +20,21 @@ TEST_F(ControlWatchTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
     EXPECT_TRUE(prints("(none) -> 0.5"));
     std::ofstream(preferencePath) << "<QuillstonePreferences>\n<card id='17'";
     EXPECT_TRUE(waitFor([&] { return controlErrors().find("can't be read: line 2, column ") != std::string::npos; }));
-    std::filesystem::rename("/etc/quillstone", "/etc/former");
+    const std::string former = "/etc/quillstone.QuillstonePreferences.xml~former";
+    std::filesystem::rename("/etc/quillstone", former);
     writePreferences("<card id='17'><attribute name='Gain' value='0.\x1b'/></card>");
     EXPECT_TRUE(prints("0.5 -> 0.\\x1B"));
-    std::filesystem::remove_all("/etc/former");
+    std::filesystem::remove_all(former);
     EXPECT_EQ(say("change 17 Gain=0.7"), "ok");
     EXPECT_TRUE(prints("0.\\x1B -> 0.7"));
     EXPECT_EQ(watch.stop(SIGINT), -1);
     const std::string output = contents(stage / "output");
     EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 3) << output;
 
-    const std::string intoNothing = "set -o pipefail; " CONTROL_BINARY " watch --json | true";
-    EXPECT_EQ(Child({"/bin/bash", "-c", intoNothing}, stage / "control-errors").wait(), 0);
+    EXPECT_EQ(
+        Child({"/bin/bash", "-c", "set -o pipefail; \"$0\" watch --json | true", program}, stage / "control-errors")
+            .wait(),
+        0);
 }
 
 TEST_F(ControlWatchTest, AReaderThatGoesWhileChangesArePrintedIsNoFailure)
@@ -50,9 +53,9 @@ TEST_F(ControlWatchTest, AReaderThatGoesWhileChangesArePrintedIsNoFailure)
 
 TEST_F(ControlWatchTest, WatchFollowsLinksAndFoldersThatComeAndGo)
 {
-    const std::string first = "/etc/quillstone/first", second = "/etc/quillstone/second";
+    const std::string first = preferencePath + "-first", second = preferencePath + "-second";
     std::filesystem::create_directory("/etc/quillstone");
-    std::filesystem::create_symlink("second", first);
+    std::filesystem::create_symlink("QuillstonePreferences.xml-second", first);
     std::filesystem::create_symlink(stage / "real/file", second);
     Child watch = startControl({"watch", "--file", first});
     ASSERT_TRUE(waitFor([&] { return isInPoll(watch); }));

@@ -55,7 +55,7 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
           {"left", "list", "the daemon at left is gone", 2}})
     {
         SCOPED_TRACE(std::string(path) + " " + words);
-        Child child({"/bin/sh", "-c", SIMCTL " " + std::string(words) + " >said 2>&1"}, "said",
+        Child child({"/bin/sh", "-c", "\"$0\" " + std::string(words) + " >said 2>&1", SIMCTL}, "said",
                     {{"TESSARIG_SIMULATOR_SOCKET", path}});
         EXPECT_EQ(child.wait(), status);
         EXPECT_NE(contents("said").find(said), std::string::npos) << contents("said");
