@@ -76,7 +76,7 @@ private:
         uint32_t topic;
         void (PreferenceChangeListener::*handle)(int64_t param1, int64_t param2);
     };
-    static const ListenedTopic topics[3];
+    static const ListenedTopic topics[];
 
     // On the worker.
     void workerLoop() EXCLUDES(mutex);

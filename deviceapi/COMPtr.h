@@ -7,8 +7,8 @@
 ///
 /// Used by one thread, or read by several. Several COMPtr to one object may be used on several threads.
 ///
-/// If AddRef or a query throws, the pointer is empty. If Release throws, the process ends: nobody can tell what is left
-/// of the object. Two are equal if they point to the same object, whatever their `iid`.
+/// If AddRef or a query throws, the pointer is empty. If Release throws, the process ends, also inside contained():
+/// nobody can tell what is left of the object. Two are equal if they point to the same object, whatever their `iid`.
 template <typename T>
 class COMPtr
 {
@@ -56,7 +56,7 @@ public:
     ~COMPtr() { attach(nullptr); }
 
     /// Takes over the caller's reference to `object`, as a factory returns it, and releases what was held before.
-    void attach(T* object)
+    void attach(T* object) noexcept
     {
         T* former = ptr;
         ptr = object;
@@ -65,7 +65,7 @@ public:
     }
 
     /// Hands the pointer to a call that fills it. Releases what was held first, so a call that fails leaves it empty.
-    Out operator&()
+    Out operator&() noexcept
     {
         attach(nullptr);
         return Out(&ptr);

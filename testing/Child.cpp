@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <system_error>
 #include <vector>
 
 #include "preferences/Owner.h"
@@ -23,8 +25,14 @@ void redirect(int descriptor, const std::string& path)
 
 }
 
+Child::Child(pid_t existing) : pid(existing)
+{
+    if (pid < 0)
+        throw std::system_error(errno, std::generic_category(), "fork");
+}
+
 Child::Child(const Lines& words, const std::string& errors, const Environment& environment, const std::string& output)
-    : pid(fork())
+    : Child(fork())
 {
     if (pid != 0)
         return;
@@ -50,6 +58,8 @@ Child::~Child()
 
 int Child::wait()
 {
+    if (pid <= 0)
+        return -1;
     const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
     pollfd end = {process.get(), POLLIN, 0};
     if (poll(&end, 1, static_cast<int>(std::chrono::milliseconds(maxWait).count())) == 0)
@@ -62,6 +72,7 @@ int Child::wait()
 
 int Child::stop(int signal)
 {
-    kill(pid, signal);
+    if (pid > 0)
+        kill(pid, signal);
     return wait();
 }
