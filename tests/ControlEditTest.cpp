@@ -84,8 +84,9 @@ TEST_F(ControlEditTest, AFileThatCannotBeReadForWantOfProcIsNoMissingOne)
         GTEST_SKIP() << "nothing can be mounted";
     writePreferences(card("17", attribute("Gain", "0.5")));
     const std::string before = contents(preferencePath);
-    const Outcome outcome = control({"set", "17", "Label", "A"}, {"/usr/bin/unshare", "--mount", "/bin/sh", "-c",
-                                                                  "mount -t tmpfs none /proc && exec \"$@\"", "sh"});
+    const Outcome outcome =
+        control({"set", "17", "Label", "A"}, {"/usr/bin/unshare", "--mount", "/bin/sh", "-c",
+                                              "mount -t tmpfs none /proc/$$/fd && exec \"$@\"", "sh"});
     EXPECT_EQ(outcome.status, 1);
     expectIn("it is read through /proc, which is not there", outcome.errors);
     EXPECT_EQ(contents(preferencePath), before);
