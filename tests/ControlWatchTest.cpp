@@ -31,10 +31,8 @@ TEST_F(ControlWatchTest, WatchPrintsWhatSavesChangeAndOnlyWhatWholeFilesHold)
     const std::string output = contents(stage / "output");
     EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 3) << output;
 
-    EXPECT_EQ(
-        Child({"/bin/bash", "-c", "set -o pipefail; \"$0\" watch --json | true", program}, stage / "control-errors")
-            .wait(),
-        0);
+    const Lines intoNothing = {"/bin/bash", "-c", "set -o pipefail; \"$0\" watch --json | true", program};
+    EXPECT_EQ(Child(intoNothing, stage / "control-errors").wait(), 0);
 }
 
 TEST_F(ControlWatchTest, AReaderThatGoesWhileChangesArePrintedIsNoFailure)

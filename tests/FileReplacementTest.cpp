@@ -57,16 +57,6 @@ protected:
         return calls;
     }
 
-    /// Kills it before the call is made, and so right after the one before it. May leave a temporary file.
-    void expectAfterKill(const Call& call, const std::string& file)
-    {
-        EXPECT_EQ(save(call.name + ":signal=KILL" + call.when), -1);
-        EXPECT_EQ(contents(path), file);
-        for (const auto& left : std::filesystem::directory_iterator(home / ".config"))
-            if (left.is_regular_file())
-                std::filesystem::remove(left);
-    }
-
     const std::string longName = std::string(10'000, 'x'); ///< So that it takes several writes.
     const std::string oldFile = document("<card id=\"1\"><attribute name=\"a\" value=\"old\"/><attribute name=\"" +
                                          longName + "\" value=\"\"/></card>");
@@ -111,7 +101,12 @@ TEST_F(FileReplacementTest, AFailureOrAKillAtAnyCallLeavesTheOldFileOrTheNewOneW
                 EXPECT_EQ(std::distance(std::filesystem::directory_iterator(home / ".config"), {}), 1) << error;
             }
         }
-        expectAfterKill(call, renamed ? newFile : oldFile);
+        // The kill comes before the call is made, and so right after the one before it. It may leave a temporary file.
+        EXPECT_EQ(save(call.name + ":signal=KILL" + call.when), -1);
+        EXPECT_EQ(contents(path), renamed ? newFile : oldFile);
+        for (const auto& left : std::filesystem::directory_iterator(home / ".config"))
+            if (left.is_regular_file())
+                std::filesystem::remove(left);
         renamed = renamed || call.deed == "rename";
     }
     EXPECT_EQ(step, std::end(steps)) << "the save has not made all of these calls in this order";

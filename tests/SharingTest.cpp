@@ -5,14 +5,9 @@
 #include "tests/ControlTest.h"
 
 /// What other programs are offered: the lock, and the example that uses it.
-class SharingTest : public ControlTest
-{
-protected:
-    static std::chrono::steady_clock::time_point in(std::chrono::milliseconds time)
-    {
-        return std::chrono::steady_clock::now() + time;
-    }
-};
+using SharingTest = ControlTest;
+
+static auto in(std::chrono::milliseconds time) { return std::chrono::steady_clock::now() + time; }
 
 TEST_F(SharingTest, TheExampleShowsAndChangesASettingBesideTheDaemon)
 {

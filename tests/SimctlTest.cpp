@@ -9,27 +9,21 @@
 #include "testing/TemporaryFolder.h"
 #include "tests/SimulatorTest.h"
 
-/// The steering tool as a person calls it, in a shell, in a folder with two sockets.
-class SimctlTest : public SimulatorTest
-{
-protected:
-    SimctlTest()
-    {
-        std::filesystem::current_path(stage.folder);
-        const sockaddr_un address = {AF_UNIX, "left"}; // as a killed daemon leaves its socket
-        const Descriptor left(::socket(AF_UNIX, SOCK_STREAM, 0));
-        EXPECT_EQ(bind(left.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
-    ~SimctlTest() override { std::filesystem::current_path(former); }
-
-    const std::filesystem::path former = std::filesystem::current_path();
-    const TemporaryFolder stage;
-    const SteeringSocket socket{simulator, stage / "socket"};
-};
+/// The steering tool as a person calls it, in a shell.
+using SimctlTest = SimulatorTest;
 
 TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
 {
-    const std::ofstream file("file");
+    const std::filesystem::path former = std::filesystem::current_path();
+    const TemporaryFolder stage;
+    const SteeringSocket socket(simulator, stage / "socket");
+    const std::ofstream file(stage / "file");
+    {
+        const sockaddr_un address = {AF_UNIX, "left"}; // as a killed daemon leaves its socket
+        std::filesystem::current_path(stage.folder);
+        const Descriptor left(::socket(AF_UNIX, SOCK_STREAM, 0));
+        ASSERT_EQ(bind(left.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
     plugged(17);
     struct Row
     {
@@ -70,4 +64,5 @@ TEST_F(SimctlTest, SendsItsWordsWholeAndTellsWhatIsWrong)
         EXPECT_EQ(execute(simulator, word.name).find("unknown"), std::string::npos) << word.name;
     EXPECT_EQ(simulator.find(17)->stateOfDevice.PersistState(), S_OK);
     EXPECT_EQ(simulator.find(17)->savedValue("Label"), " a  *");
+    std::filesystem::current_path(former);
 }
