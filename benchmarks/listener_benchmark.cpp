@@ -107,7 +107,7 @@ Pair wakeInTurn(SharedPreferenceMutex& mutex, int rounds)
     Begun oursBegun;
     Begun baselineBegun;
     ObservedListener listener(mutex, [&] { oursBegun(); });
-    const auto waiting = std::make_unique<WaitingThread>(
+    const auto waiting = std::make_unique<WaitingThread>( // from the heap, as the listener
         [&]
         {
             std::this_thread::sleep_for(PreferenceChangeListener::settleTime);
@@ -120,8 +120,8 @@ Pair wakeInTurn(SharedPreferenceMutex& mutex, int rounds)
     return times;
 }
 
-/// How long the calls keep the library, at a percentile: the median of many pairs, as where a pair comes to lie in
-/// memory makes more of a difference than what is compared.
+/// How long the calls keep the library, at a percentile: the median of many pairs, as one differs from the next by
+/// more than its two sides do.
 void compareCalls(const Report& report, const std::string& measure, SharedPreferenceMutex& mutex, double hundredths)
 {
     Samples ours;

@@ -60,7 +60,8 @@ std::string obstacleIn(const std::filesystem::path& folder)
     }
     const uint64_t mount = mountOf(folder);
     if (mount != 0 && mount != mountOf(above))
-        return folder.string() + " is a mount, into which nothing is renamed from " + above.string();
+        return folder.string() + " is on another mount than " + above.string() +
+               ", from which nothing is renamed into it";
     return {};
 }
 

@@ -20,8 +20,8 @@ struct SegmentState
 
     Kind kind = Absent;
     std::string reason;
-    pid_t thread =
-        0; ///< The holder's thread, in the numbers of its own pid namespace. 0 while it goes from one to the next.
+    /// The holder's thread, in the numbers of its own pid namespace. 0 while the mutex goes from one to the next.
+    pid_t thread = 0;
     FileId file;
 
     bool operator==(const SegmentState&) const = default;

@@ -9,7 +9,7 @@ namespace
 /// How often a holder that is not seen is looked for: it may have let go and ended before it was looked for.
 constexpr int looks = 3;
 
-/// One that is not seen is told of only if the mutex is still its own behind the look.
+/// One that is not seen is told of only if the mutex is still its own after the look.
 void findMutex(Status& status)
 {
     for (int look = 0; look < looks; ++look)

@@ -156,6 +156,15 @@ std::string rights(mode_t mode)
     return text;
 }
 
+/// What to do about a file that is refused.
+std::string remedyFor(const FileStatus& file)
+{
+    if (file.irregular)
+        return "mv " + shellWord(file.path) + " " + shellWord(file.path + ".old") + "; the first save makes it anew";
+    return file.unread ? "look again, and if it stays so, see to what keeps it from being read"
+                       : "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY";
+}
+
 StatusLine fileLine(const FileStatus& file)
 {
     const std::string advice = file.obstacle.empty() ? "" : "no save can write it: " + file.obstacle;
@@ -163,13 +172,8 @@ StatusLine fileLine(const FileStatus& file)
         return {"file", file.path + ": none yet" + (advice.empty() ? "; the first save makes it" : ""), advice};
     if (file.forbidden)
         return {"file", file.path + ": " + forRoot, ""};
-    if (file.irregular)
-        return {"file", file.path + ": " + file.refusal,
-                "mv " + shellWord(file.path) + " " + shellWord(file.path + ".old") + "; the first save makes it anew"};
     if (!file.refusal.empty())
-        return {"file", file.path + ": " + file.refusal,
-                file.unread ? "look again, and if it stays so, see to its file system"
-                            : "ostrivanectl check, then repair a copy of it, and: ostrivanectl import COPY"};
+        return {"file", file.path + ": " + file.refusal, advice.empty() ? remedyFor(file) : advice};
     std::string text = file.path + ": " + counted(file.cards, "card") + ", " + counted(file.groups, "group") + ", " +
                        counted(file.settings, "setting") + ", changed " + localTime(file.changed) + ", " +
                        rights(file.mode) + " of " + file.user;

@@ -72,11 +72,11 @@ private:
     std::string complaint;
 };
 
-/// Whether the other end of a pipe still has a reader. All else counts as read.
-bool isRead(int output)
+/// Whether the reader of a pipe has gone.
+bool isDeserted(int output)
 {
     pollfd end = {output, 0, 0};
-    return poll(&end, 1, 0) == 0;
+    return poll(&end, 1, 0) == 1 && (end.revents & POLLERR) != 0;
 }
 
 void watch(const std::string& path, bool json)
@@ -89,7 +89,7 @@ void watch(const std::string& path, bool json)
         if (file.changed())
             observer.look();
     } while (std::cout && file.wait(STDOUT_FILENO));
-    if (!std::cout && !isRead(STDOUT_FILENO))
+    if (!std::cout && isDeserted(STDOUT_FILENO))
     {
         __fpurge(stdout);
         std::cout.clear();

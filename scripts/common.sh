@@ -1,10 +1,10 @@
 # Shared by the scripts of this folder: sourced, not run.
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-export PATH=$PATH:/usr/local/sbin:/usr/sbin:/sbin # which root has not by plain su, and package tools need
 # Where temporary files go is the same place for a script that changes its folder, and in another mount namespace.
 if [ -n "${TMPDIR:-}" ]; then TMPDIR=$(realpath "$TMPDIR"); fi
 case ${TMPDIR:-} in /dev/shm | /dev/shm/*) unset TMPDIR ;; esac
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+export PATH=$PATH:/usr/local/sbin:/usr/sbin:/sbin # which root has not by plain su, and package tools need
 
 build_packages=(g++ cmake ninja-build pkgconf libboost-dev libboost-filesystem-dev libtinyxml-dev
     libcli11-dev nlohmann-json3-dev systemtap-sdt-dev)
@@ -52,7 +52,7 @@ build() {
     echo "Building ($preset)"
     mkdir -p build
     exec 8>build/lock
-    flock 8
+    flock -n 8 || { echo "waiting for another build in this folder" >&2 && flock 8; }
     cmake --preset "$preset" -DOSTRIVANE_WERROR=$werror >/dev/null 8>&-
     cmake --build --preset "$preset" -- $quiet "$@" 8>&-
     exec 8>&-

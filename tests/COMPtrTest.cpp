@@ -74,7 +74,6 @@ TEST(COMPtrTest, AQueryIsJudgedByThePointerAlone)
     EXPECT_EQ(object.count, 1);
 }
 
-// A Release that throws ends the process, also inside contained().
 static_assert(
     noexcept(std::declval<COMPtr<ITessarig>&>().attach(nullptr)) && noexcept(&std::declval<COMPtr<ITessarig>&>()));
 

@@ -181,7 +181,8 @@ TEST_F(ControlTest, CountsNoProcessAsADaemonForItsNameAlone)
     std::filesystem::permissions(stage.folder, std::filesystem::perms(0755));
     std::filesystem::create_directory(stage / "stranger");
     std::filesystem::copy_file(CONTROL_BINARY, stage / "stranger/OstrivaneHelper"); // does its work by any name
-    Child stranger({"/usr/bin/setpriv", "--reuid=65534", "--clear-groups", stage / "stranger/OstrivaneHelper", "watch"},
+    Child stranger({"/usr/bin/setpriv", "--reuid=65534", "--clear-groups", "--pdeathsig=KILL",
+                    stage / "stranger/OstrivaneHelper", "watch"},
                    stage / "errors");
     for (const Child* child : {&named, &stranger})
         EXPECT_TRUE(
@@ -232,7 +233,7 @@ TEST_F(ControlTest, StatusTellsWhatKeepsASaveFromTheFile)
         GTEST_SKIP() << "nothing can be mounted";
     std::filesystem::create_directory("/etc/quillstone");
     for (const auto& [mount, obstacle] :
-         {std::pair("mount --bind /etc/quillstone", " is a mount, into which nothing is renamed from /etc"),
+         {std::pair("mount --bind /etc/quillstone", " is on another mount than /etc, from which nothing is"),
           {"mount -t tmpfs -o ro none", " is on a read-only file system"}})
     {
         ASSERT_EQ(std::system((mount + std::string(" /etc/quillstone")).c_str()), 0);
