@@ -31,8 +31,8 @@ install_packages() {
     fi
     echo "Installing ${missing[*]}"
     local output
-    output=$("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive sh -c \
-        'apt-get -q update && apt-get -q -o DPkg::Lock::Timeout=300 install -y --no-install-recommends "$@"' sh "${missing[@]}" 2>&1) || {
+    output=$("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive sh -c 'apt-get -q update &&
+        apt-get -q -o DPkg::Lock::Timeout=300 install -y --no-install-recommends "$@"' sh "${missing[@]}" 2>&1) || {
         echo "$output" >&2
         return 1
     }
