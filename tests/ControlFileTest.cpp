@@ -118,7 +118,7 @@ TEST_F(ControlFileTest, AFileThatChangesWhileItIsReadIsReadAsItOnceWasOrNotAtAll
              "cd " + stage.folder + "; until test -e stop; do for i in a b c; do " + way + "; done; done; rm stop"},
             stage / "errors");
         int readings = 0;
-        for (int round = 0; round < 10 || (readings == 0 && round < 500); ++round)
+        for (int round = 0; round < 10 || (readings == 0 && round < 100); ++round)
         {
             const auto [status, output, errors] = control({"list", "--file", stage / "file"});
             EXPECT_TRUE(status == 0 || (way != replacing && errors.find(" can't be read: ") != errors.npos)) << errors;
